@@ -1,0 +1,36 @@
+# The extension module, once per process-inspection layer. The variants are linked from the same
+# objects and differ in one source, python/inspection_<layer>.cpp.
+file(GLOB module_sources CONFIGURE_DEPENDS python/*.cpp)
+if(NOT module_sources)
+  return()
+endif()
+
+# The system's own interpreter: another one that stands first on PATH has other headers.
+if(NOT DEFINED Python_EXECUTABLE AND EXISTS /usr/bin/python3)
+  set(Python_EXECUTABLE /usr/bin/python3)
+endif()
+find_package(Python 3.11 REQUIRED COMPONENTS Interpreter Development.Module)
+find_package(pybind11 2.10 REQUIRED)
+
+set(layer_sources ${module_sources})
+list(FILTER layer_sources INCLUDE REGEX "/inspection_[a-z]+\\.cpp$")
+list(REMOVE_ITEM module_sources ${layer_sources})
+
+add_library(module_objects OBJECT ${module_sources})
+target_link_libraries(module_objects PUBLIC core pybind11::module)
+target_precompile_headers(module_objects PRIVATE <nlohmann/json.hpp> <pybind11/pybind11.h>
+                                                 <pybind11/stl.h>)
+
+foreach(source IN LISTS layer_sources)
+  string(REGEX REPLACE ".*/inspection_([a-z]+)\\.cpp$" "\\1" layer ${source})
+  if(layer STREQUAL "native")
+    set(directory ${CMAKE_BINARY_DIR}/python)
+  else()
+    set(directory ${CMAKE_BINARY_DIR}/python-${layer})
+  endif()
+  add_library(module-${layer} MODULE ${source})
+  target_link_libraries(module-${layer} PRIVATE module_objects $<TARGET_OBJECTS:module_objects>)
+  set_target_properties(module-${layer} PROPERTIES OUTPUT_NAME utility_manager
+                                                   LIBRARY_OUTPUT_DIRECTORY ${directory})
+  pybind11_extension(module-${layer})
+endforeach()

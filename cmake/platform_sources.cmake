@@ -1,0 +1,20 @@
+# A source named x.<system>.cpp belongs to that system, any other source to all of them.
+if(WIN32)
+  set(platform_suffixes windows)
+elseif(CMAKE_SYSTEM_NAME STREQUAL "Linux")
+  set(platform_suffixes posix linux)
+else()
+  set(platform_suffixes posix other)
+endif()
+
+# Drops from the list variable the sources of other systems.
+function(keep_sources_of_this_platform variable)
+  list(JOIN platform_suffixes "|" ours)
+  foreach(source IN LISTS ${variable})
+    cmake_path(GET source FILENAME name)
+    if(name MATCHES "\\.([a-z]+)\\.cpp$" AND NOT CMAKE_MATCH_1 MATCHES "^(${ours})$")
+      list(REMOVE_ITEM ${variable} ${source})
+    endif()
+  endforeach()
+  set(${variable} ${${variable}} PARENT_SCOPE)
+endfunction()

@@ -1,0 +1,42 @@
+# Thin doors to the presets and scripts; each installs what it needs first.
+INSPECTION ?= native
+MODULE = $(if $(filter native,$(INSPECTION)),python,python-$(INSPECTION))
+STUDIO ?= PYTHONPATH=build/python:studio /usr/bin/python3 -m console
+
+.DEFAULT_GOAL := build
+.PHONY: run test build bench format lint sanitize clean
+
+# Builds everything and runs the small Studio.
+run: build
+	tools/setup run
+	$(STUDIO)
+
+# Builds and runs all tests.
+test:
+	tools/test
+
+# Leaves the importable module in build/python; INSPECTION=psutil or none: in build/python-<it>.
+build:
+	$(if $(filter native psutil none,$(INSPECTION)),,$(error INSPECTION is native, psutil or none))
+	tools/setup build
+	cmake --preset release
+	cmake --build --preset release --target module-$(INSPECTION)
+	ln -sfn release/$(MODULE) build/$(MODULE)
+
+bench:
+	tools/bench
+
+format:
+	tools/format
+
+lint:
+	tools/format --check
+	tools/check-layout
+	tools/lint
+
+# C++ tests under the address, undefined-behaviour and thread sanitizers, and the Clang build.
+sanitize:
+	tools/sanitize
+
+clean:
+	rm -rf build

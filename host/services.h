@@ -1,0 +1,29 @@
+#pragma once
+
+#include "host/device.h"
+#include "host/local.h"
+#include "host/organization.h"
+#include "host/plugin_register.h"
+#include "host/process_inspection.h"
+#include "host/python_host.h"
+
+namespace host {
+
+/// The services that the system calls. Borrowed: whoever binds them keeps them alive for as long as
+/// a manager or one of its threads may call them, as a rule to the end of the process.
+struct Services {
+  ProcessInspection* psutil = nullptr;  ///< null: the layer is absent
+  PluginRegister* plugin_register = nullptr;
+  Local* local = nullptr;
+  Organization* organization = nullptr;
+  Device* device = nullptr;
+  PythonHost* python = nullptr;
+};
+
+/// Binds the services. Call it before the first manager is made, and while no thread uses one.
+void bind(const Services& services);
+
+/// The services bound. A service that was never bound is null.
+const Services& services();
+
+}  // namespace host

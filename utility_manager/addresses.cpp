@@ -1,0 +1,51 @@
+#include "utility_manager/addresses.h"
+
+#include "host/services.h"
+#include "utility_manager/utility_manager.h"
+#include "values/text_form.h"
+#include "values/truthiness.h"
+
+namespace utility_manager {
+namespace {
+
+std::string http_address(const std::string& host, const std::string& port) {
+  return "http://" + host + ":" + port;
+}
+
+std::string text_at(const values::Value& mapping, const char* key, const char* absent) {
+  return mapping.contains(key) ? values::text_form(mapping.at(key)) : absent;
+}
+
+}  // namespace
+
+std::string local_address(std::int64_t port) {
+  return http_address("localhost", std::to_string(port));
+}
+
+std::optional<std::string> gui_address(const values::Value& gui_addr) {
+  if (!values::truthy(gui_addr)) return std::nullopt;
+  if (!gui_addr.is_object()) throw TypeError("get_gui_addr must give a mapping");
+  return http_address(text_at(gui_addr, "server_addr", "127.0.0.1"),
+                      text_at(gui_addr, "port", "6886"));
+}
+
+std::string gui_address_or_fallback(const values::Value& gui_addr) {
+  return gui_address(gui_addr).value_or("http://127.0.0.1:6886");
+}
+
+std::string mapped_url(const std::string& base, const std::string& utility_name,
+                       const std::optional<std::string>& group_name, bool require_group_name) {
+  if (require_group_name && group_name && !group_name->empty()) {
+    return base + "/group_utility/" + *group_name + "/" + utility_name;
+  }
+  return base + "/utility/" + utility_name;
+}
+
+std::string _build_mapped_url(const std::string& utility_name,
+                              const std::optional<std::string>& group_name,
+                              bool require_group_name) {
+  const auto base = gui_address_or_fallback(host::services().local->get_gui_addr());
+  return mapped_url(base, utility_name, group_name, require_group_name);
+}
+
+}  // namespace utility_manager

@@ -1,0 +1,76 @@
+#include "utility_manager/child_launch.h"
+
+#include "platform/failures.h"
+#include "platform/system.h"
+#include "utility_manager/failures.h"
+#include "utility_manager/output_relay.h"
+#include "utility_manager/start_error.h"
+#include "utility_manager/timings.h"
+
+namespace utility_manager {
+namespace {
+
+std::uint32_t spawn_flags() {
+  if (!platform::system().is_windows()) return 0;
+  return platform::CREATE_NEW_PROCESS_GROUP | platform::CREATE_NO_WINDOW;
+}
+
+/// Ends a child whose relays could not be started.
+class KillUnlessRelayed {
+ public:
+  explicit KillUnlessRelayed(platform::ProcessHandle& process) : process_(&process) {}
+  KillUnlessRelayed(const KillUnlessRelayed&) = delete;
+  KillUnlessRelayed& operator=(const KillUnlessRelayed&) = delete;
+
+  ~KillUnlessRelayed() {
+    if (!process_) return;
+    try {
+      platform::system().signal(process_->pid(), platform::Signal::kill);
+      process_->wait(std::nullopt);
+    } catch (const platform::SystemError&) {  // it has ended
+    }
+  }
+
+  void relayed() { process_ = nullptr; }
+
+ private:
+  platform::ProcessHandle* process_;
+};
+
+LaunchedProcess spawn_relayed(const std::vector<std::string>& process_args) {
+  LaunchedProcess child;
+  child.stderr_buffer = std::make_shared<StderrBuffer>();
+  child.process = platform::system().spawn(process_args, spawn_flags());
+  KillUnlessRelayed guard(*child.process);
+  start_relay(child.process->output_stream(), "UTILITY-STDOUT", nullptr);
+  start_relay(child.process->error_stream(), "UTILITY-STDERR", child.stderr_buffer);
+  guard.relayed();
+  return child;
+}
+
+void watch(const LaunchedProcess& child) {
+  platform::system().sleep(timings::start_watch);
+  const auto code = child.process->poll();
+  if (!code) return;
+  child.stderr_buffer->wait_for_line(timings::stderr_grace);
+  const auto reason = "Process exited with code " + std::to_string(*code);
+  auto lines = child.stderr_buffer->lines();
+  if (lines.empty()) lines.push_back(reason);
+  throw RuntimeError(start_error_digest(reason, lines));
+}
+
+}  // namespace
+
+LaunchedProcess launch(const std::vector<std::string>& process_args) {
+  try {
+    auto child = spawn_relayed(process_args);
+    watch(child);
+    return child;
+  } catch (const platform::SubprocessError& failure) {
+    throw RuntimeError(std::string("Failed to start utility server process: ") + failure.what());
+  } catch (const std::exception& failure) {
+    throw RuntimeError(std::string("Failed to start utility server: ") + failure.what());
+  }
+}
+
+}  // namespace utility_manager

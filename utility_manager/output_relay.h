@@ -1,0 +1,21 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "platform/stream.h"
+#include "utility_manager/stderr_buffer.h"
+
+namespace utility_manager {
+
+/// Starts a detached thread that relays the lines of `stream` to the client's standard output, each
+/// as "[" `prefix` "] " and the line, appends them to `buffer` unless that is null, and closes the
+/// stream at its end.
+///
+/// A line ends at a line feed; bytes that are no UTF-8 are dropped, white space at its end is
+/// stripped, and a line with nothing left is skipped. When the output takes nothing any more the
+/// stream is still drained. Fails with `std::system_error` when no thread can be had.
+void start_relay(std::shared_ptr<platform::Stream> stream, const std::string& prefix,
+                 std::shared_ptr<StderrBuffer> buffer);
+
+}  // namespace utility_manager

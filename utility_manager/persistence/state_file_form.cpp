@@ -1,0 +1,111 @@
+#include "utility_manager/persistence/state_file_form.h"
+
+#include "values/json_read.h"
+#include "values/json_write.h"
+#include "values/truthiness.h"
+
+namespace utility_manager {
+namespace {
+
+using values::Value;
+
+/// A member has another type than the form gives it.
+struct Malformed : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+template <typename Text>
+Value text_or_null(const std::optional<Text>& text) {
+  return text ? Value(*text) : Value();
+}
+
+/// Empty for anything not truthy.
+std::string text_at(const Value& object, const char* key) {
+  const auto& value = values::at_or_null(object, key);
+  if (!values::truthy(value)) return {};
+  if (!value.is_string()) throw Malformed(key);
+  return value.get<std::string>();
+}
+
+/// 0 for anything not truthy.
+std::int64_t integer_at(const Value& object, const char* key) {
+  const auto& value = values::at_or_null(object, key);
+  if (!values::truthy(value)) return 0;
+  if (!value.is_number_integer()) throw Malformed(key);
+  if (value.is_number_unsigned() && value.get<std::uint64_t>() > INT64_MAX) throw Malformed(key);
+  return value.get<std::int64_t>();
+}
+
+/// A file name of its own: the identifier must not lead out of the state directory.
+std::string identifier_at(const Value& object, const char* key) {
+  auto server_id = text_at(object, key);
+  if (server_id.find_first_of(std::string_view("/\0", 2)) != server_id.npos) throw Malformed(key);
+  return server_id;
+}
+
+std::optional<std::string> unless_empty(std::string text) {
+  if (text.empty()) return std::nullopt;
+  return text;
+}
+
+std::optional<std::string> name_at(const Value& object) {
+  const auto& value = values::at_or_null(object, "utility_name");
+  if (value.is_null()) return std::nullopt;
+  if (!value.is_string()) throw Malformed("utility_name");
+  return value.get<std::string>();
+}
+
+Value config_at(const Value& object) {
+  const auto& config = values::at_or_null(object, "config");
+  if (!values::truthy(config)) return Value::object();
+  if (!config.is_object()) throw Malformed("config");
+  return config;
+}
+
+void read_record(ServerInfo& record, const Value& object, std::int64_t now) {
+  record.utility_name = name_at(object);
+  record.config = config_at(object);
+  record.create_time = object.contains("create_time") ? object.at("create_time") : Value(now);
+  record.lang = unless_empty(text_at(object, "lang"));
+  record.studio_url = unless_empty(text_at(object, "studio_url"));
+  if (values::truthy_at(object, "require_group_name")) {
+    record.group_name = unless_empty(text_at(object, "group_name"));
+  }
+}
+
+}  // namespace
+
+std::string write_state_file(const ServerInfo& info, bool require_group_name) {
+  Value object = {{"server_id", info.server_id},
+                  {"utility_name", text_or_null(info.utility_name)},
+                  {"port", info.port},
+                  {"pid", info.pid},
+                  {"config", info.config},
+                  {"create_time", info.create_time},
+                  {"lang", text_or_null(info.lang)},
+                  {"require_group_name", require_group_name}};
+  if (require_group_name && info.group_name) object["group_name"] = *info.group_name;
+  if (info.studio_url) object["studio_url"] = *info.studio_url;
+  return values::write_json(object, values::Characters::plain);
+}
+
+std::optional<StateFile> read_state_file(std::string_view bytes, std::int64_t now) {
+  try {
+    const auto object = values::read_json(bytes);
+    if (!object.is_object()) return std::nullopt;
+    StateFile file;
+    file.server_id = identifier_at(object, "server_id");
+    file.pid = integer_at(object, "pid");
+    file.port = integer_at(object, "port");
+    if (file.stale()) return file;
+    file.record.server_id = file.server_id;
+    file.record.port = file.port;
+    file.record.pid = file.pid;
+    read_record(file.record, object, now);
+    return file;
+  } catch (const std::exception&) {
+    return std::nullopt;
+  }
+}
+
+}  // namespace utility_manager

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "utility_manager/server_info.h"
+
+namespace utility_manager {
+
+/// What a state file says about its instance.
+struct StateFile {
+  /// Empty, 0 and 0 where the file says nothing usable. A file that lacks one of them is stale.
+  std::string server_id;
+  std::int64_t port = 0;
+  std::int64_t pid = 0;
+
+  /// The record of the reloaded instance: no handle, no stderr buffer, not pinned yet.
+  ServerInfo record;
+
+  bool stale() const { return server_id.empty() || port == 0 || pid == 0; }
+};
+
+/// The exact bytes of the state file of an instance. Fails with `std::invalid_argument` on what
+/// can't be written as JSON.
+std::string write_state_file(const ServerInfo& server_info, bool require_group_name);
+
+/// Understands a state file; nothing when it is malformed: not JSON, no object, a `pid` or `port`
+/// that is no integer, a name or text that is no text, or a `server_id` that names no file of the
+/// state directory. `now` is the creation time where the file has none.
+std::optional<StateFile> read_state_file(std::string_view bytes, std::int64_t now);
+
+}  // namespace utility_manager

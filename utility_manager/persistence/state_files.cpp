@@ -1,0 +1,116 @@
+#include <cmath>
+
+#include "platform/files.h"
+#include "platform/paths.h"
+#include "platform/system.h"
+#include "utility_manager/persistence/state_file_form.h"
+#include "utility_manager/supervision/instance_liveness.h"
+#include "utility_manager/utility_manager.h"
+
+namespace utility_manager {
+namespace {
+
+constexpr std::string_view suffix = ".json";
+
+using Known = std::unordered_map<std::string, ServerTable::Record>;
+
+struct Candidate {
+  std::string file_name;
+  ServerInfo record;
+};
+
+/// What a look at the state directory asks of the server table.
+struct Reconciliation {
+  std::vector<std::string> remove;
+  std::vector<Candidate> add;
+
+  bool empty() const { return remove.empty() && add.empty(); }
+};
+
+std::vector<platform::DirectoryFile> state_files_in(const std::string& directory) {
+  try {
+    return platform::read_directory(directory, suffix);
+  } catch (const std::exception&) {
+    return {};
+  }
+}
+
+/// A known instance is told from a later owner of its id; a new one must not be refuted. Pins a new
+/// one.
+bool is_alive(StateFile& file, const ServerInfo* known) {
+  if (known && known->pid == file.pid) {
+    if (known->pinned) return known->pinned->exists();
+    return UtilityServerManager::_is_process_alive(file.pid) && !id_was_reused(*known);
+  }
+  if (!UtilityServerManager::_is_process_alive(file.pid)) return false;
+  if (known) return true;
+  auto adoption = examine_for_adoption(file.pid, file.server_id, file.record.create_time);
+  file.record.pinned = std::move(adoption.pinned);
+  return !adoption.refuted;
+}
+
+void examine(const platform::DirectoryFile& entry, const Known& known, std::int64_t now,
+             Reconciliation& result) {
+  if (!entry.bytes) return;
+  auto file = read_state_file(*entry.bytes, now);
+  if (!file) return;
+  if (file->stale()) {
+    const auto stem = entry.name.substr(0, entry.name.size() - suffix.size());
+    result.remove.push_back(file->server_id.empty() ? stem : file->server_id);
+    return;
+  }
+  const auto record = known.find(file->server_id);
+  const bool is_known = record != known.end();
+  if (!is_alive(*file, is_known ? record->second.get() : nullptr)) {
+    result.remove.push_back(file->server_id);
+  } else if (!is_known) {
+    result.add.push_back({entry.name, std::move(file->record)});
+  }
+}
+
+}  // namespace
+
+std::string UtilityServerManager::_state_file_path(const std::string& server_id) const {
+  return platform::join_paths(state_dir_, server_id + std::string(suffix));
+}
+
+void UtilityServerManager::_persist_server_state(const ServerInfo& server_info,
+                                                 bool require_group_name) const {
+  platform::write_file(_state_file_path(server_info.server_id),
+                       write_state_file(server_info, require_group_name));
+}
+
+void UtilityServerManager::_remove_state_file(const std::string& server_id) const {
+  try {
+    const auto path = _state_file_path(server_id);
+    if (platform::path_exists(path)) platform::remove_file(path);
+  } catch (const std::exception&) {  // it stays
+  }
+}
+
+void UtilityServerManager::_load_persisted_states() {
+  const auto files = state_files_in(state_dir_);
+  const auto table = servers();
+  const Known known(table.begin(), table.end());
+  const auto now = static_cast<std::int64_t>(std::floor(platform::system().wall_clock()));
+  Reconciliation changes;
+  for (const auto& file : files) examine(file, known, now, changes);
+  if (changes.empty()) return;
+  const LockHeld held(lock);
+  try {
+    for (const auto& server_id : changes.remove) {
+      _remove_state_file(server_id);
+      forget_server(server_id);
+    }
+    for (auto& [file_name, info] : changes.add) {
+      if (servers_.find(info.server_id)) continue;
+      if (!platform::path_exists(platform::join_paths(state_dir_, file_name))) continue;
+      used_ports_.insert(info.port);
+      auto server_id = info.server_id;
+      servers_.add(std::move(server_id), std::make_shared<const ServerInfo>(std::move(info)));
+    }
+  } catch (const std::exception&) {  // what is left is seen at the next load
+  }
+}
+
+}  // namespace utility_manager

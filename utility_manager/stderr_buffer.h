@@ -1,0 +1,48 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace utility_manager {
+
+/// The lines that a child wrote to its standard error, in the order of arrival; grows for as long
+/// as the child writes. One reader thread appends, any thread reads.
+class StderrBuffer {
+ public:
+  void append(std::vector<std::string> lines) {
+    const std::lock_guard held(mutex_);
+    for (auto& line : lines) lines_.push_back(std::move(line));
+    changed_.notify_all();
+  }
+
+  /// Says that no line will follow.
+  void end() {
+    const std::lock_guard held(mutex_);
+    ended_ = true;
+    changed_.notify_all();
+  }
+
+  std::vector<std::string> lines() const {
+    const std::lock_guard held(mutex_);
+    return lines_;
+  }
+
+  /// Waits for a first line, for as long as one can come and at most `seconds`.
+  void wait_for_line(double seconds) const {
+    std::unique_lock held(mutex_);
+    changed_.wait_for(held, std::chrono::duration<double>(seconds),
+                      [this] { return ended_ || !lines_.empty(); });
+  }
+
+ private:
+  mutable std::mutex mutex_;
+  mutable std::condition_variable changed_;
+  std::vector<std::string> lines_;
+  bool ended_ = false;
+};
+
+}  // namespace utility_manager

@@ -1,0 +1,66 @@
+#include "platform/system.h"
+#include "utility_manager/utility_manager.h"
+#include "values/text.h"
+
+namespace utility_manager {
+namespace {
+
+std::string buffered_text(const ServerInfo& record) {
+  if (!record.stderr_buffer) return {};
+  std::string text;
+  for (const auto& line : record.stderr_buffer->lines()) {
+    if (line.empty()) continue;
+    if (!text.empty()) text += '\n';
+    text += line;
+  }
+  return std::string(values::strip(text));
+}
+
+/// What is left in the stream of a child that has ended. The stream of a running one isn't touched.
+std::string unread_text(const ServerInfo& record) {
+  if (!record.process || !record.process->poll()) return {};
+  const auto stream = record.process->error_stream();
+  if (!stream || stream->closed()) return {};
+  try {
+    const auto bytes = stream->read_rest(timings::final_read_bytes, timings::final_read_limit);
+    std::string text;
+    values::append_decodable(text, bytes);
+    return std::string(values::strip(text));
+  } catch (const std::exception&) {
+    return {};
+  }
+}
+
+}  // namespace
+
+bool UtilityServerManager::is_utility_server_running(const std::string& server_id) {
+  const auto record = server(server_id);
+  if (!record) return false;
+  if (record->process) return !record->process->poll();
+  if (record->pinned) return record->pinned->exists();
+  return record->pid != 0 && _is_process_alive(record->pid);
+}
+
+std::string UtilityServerManager::get_utility_stderr_snippet(const std::string& server_id,
+                                                             std::int64_t max_chars) {
+  const auto record = server(server_id);
+  if (!record || max_chars <= 0) return {};
+  auto text = buffered_text(*record);
+  if (text.empty()) text = unread_text(*record);
+  return std::string(values::last_code_points(text, static_cast<std::size_t>(max_chars)));
+}
+
+std::string UtilityServerManager::collect_utility_stderr_snippet(const std::string& server_id,
+                                                                 double max_wait,
+                                                                 std::int64_t max_chars) {
+  const auto& system = platform::system();
+  const auto deadline = system.wall_clock() + max_wait;
+  while (system.wall_clock() < deadline) {
+    auto text = get_utility_stderr_snippet(server_id, max_chars);
+    if (!text.empty()) return text;
+    system.sleep(timings::snippet_poll_interval);
+  }
+  return {};
+}
+
+}  // namespace utility_manager

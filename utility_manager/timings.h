@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstddef>
+
+/// Every wait and limit of the system. Seconds, unless the name says otherwise.
+namespace utility_manager::timings {
+
+// Launch: a child must be alive after the watch; a dead one's reason may take the grace time.
+inline constexpr double start_watch = 1.5;
+inline constexpr double stderr_grace = 2.0;
+inline constexpr std::size_t digest_tail_lines = 4;
+inline constexpr std::size_t digest_tail_characters = 600;
+inline constexpr std::size_t relay_chunk_bytes = 64 * 1024;
+
+// Stop: a polite request, then the tree kill, then the platform's own means.
+inline constexpr double terminate_wait = 5.0;
+inline constexpr double tree_kill_wait = 5.0;
+inline constexpr double signal_grace = 5.0;
+inline constexpr double signal_probe_interval = 0.1;
+inline constexpr double taskkill_limit = 15.0;
+
+// Monitor.
+inline constexpr double monitor_interval = 10.0;
+inline constexpr double monitor_join = 2.0;
+
+// Adoption: how much later than its record a process may have started and still be it.
+inline constexpr double identity_tolerance = 2.0;
+
+// Stderr snippets. The last two bound the final read of a dead child's stream.
+inline constexpr long long snippet_characters = 800;
+inline constexpr double snippet_wait = 2.0;
+inline constexpr double snippet_poll_interval = 0.1;
+inline constexpr double final_read_limit = 1.0;
+inline constexpr std::size_t final_read_bytes = 1024 * 1024;
+
+}  // namespace utility_manager::timings

@@ -29,7 +29,7 @@ foreach(source IN LISTS layer_sources)
     set(directory ${CMAKE_BINARY_DIR}/python-${layer})
   endif()
   add_library(module-${layer} MODULE ${source})
-  target_link_libraries(module-${layer} PRIVATE module_objects $<TARGET_OBJECTS:module_objects>)
+  target_link_libraries(module-${layer} PRIVATE module_objects)
   set_target_properties(module-${layer} PROPERTIES OUTPUT_NAME utility_manager
                                                    LIBRARY_OUTPUT_DIRECTORY ${directory})
   pybind11_extension(module-${layer})

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <string>
+
+#include "values/value.h"
+
+namespace values {
+
+/// The text that Python's `str` gives for a value: a text as it is, `True`, `None`, `1.5`,
+/// `[1, 'a']`, `{'k': None}`. Inside a list or mapping ill-formed bytes are escaped as Python does
+/// with those of a path: `\udcff`.
+std::string text_form(const Value& value);
+
+/// A real in the shortest form that reads back as itself, as Python writes it: `1e+16`, `1e-05`,
+/// `-0.0`, `100000.0`, and `nan`, `inf`, `-inf` for what is not finite.
+std::string real_form(double value);
+
+}  // namespace values

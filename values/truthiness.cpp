@@ -1,0 +1,36 @@
+#include "values/truthiness.h"
+
+#include <cstdint>
+#include <string>
+
+namespace values {
+
+bool truthy(const Value& value) {
+  switch (value.type()) {
+    case Value::value_t::null:
+      return false;
+    case Value::value_t::boolean:
+      return value.get<bool>();
+    case Value::value_t::number_integer:
+    case Value::value_t::number_unsigned:
+      return value.get<std::int64_t>() != 0;
+    case Value::value_t::number_float:
+      return value.get<double>() != 0;
+    case Value::value_t::string:
+      return !value.get_ref<const std::string&>().empty();
+    default:
+      return !value.empty();
+  }
+}
+
+bool truthy_at(const Value& mapping, const char* key) {
+  return truthy(at_or_null(mapping, key));
+}
+
+const Value& at_or_null(const Value& mapping, const char* key) {
+  static const Value* const null = new Value;
+  const auto member = mapping.find(key);
+  return member == mapping.end() ? *null : *member;
+}
+
+}  // namespace values

@@ -1,0 +1,3 @@
+#include "values/value.h"
+
+template class nlohmann::basic_json<nlohmann::ordered_map>;

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -74,6 +75,8 @@
 // it is public here because the binding offers it too.
 
 namespace utility_manager {
+
+class ViewContext;
 
 /// The interpreter for utility scripts: the client's own, outside any virtual environment; on
 /// Windows the one with working pipes. Lets failures of the Python host through.
@@ -394,6 +397,25 @@ class UtilityServerManager : public std::enable_shared_from_this<UtilityServerMa
 
   void remember(const std::string& utility_name, const UtilityInfoPtr& info,
                 std::uint64_t generation) REQUIRES(lock);
+  values::Value add_icon(const UtilityInfo& utility_info, ViewContext& context) const;
+  values::Value icon_of(const UtilityInfo& utility_info, ViewContext& context) const;
+
+  /// The catalogue's record of an instance's utility, null when that isn't registered.
+  UtilityInfoPtr catalogue_record(const ServerInfo& record, bool locked);
+  values::Value list_entry(const ServerInfo& record, ViewContext& context) REQUIRES(lock);
+  values::Value grouped_entry(const ServerInfo& record, ViewContext& context) EXCLUDES(lock);
+  values::Value find_running(const std::string& utility_name,
+                             const std::optional<std::string>& group_name, ViewContext& context)
+      EXCLUDES(lock);
+  std::optional<values::Value> match_running(const std::string& utility_name,
+                                             const std::optional<std::string>& group_name,
+                                             ViewContext& context) EXCLUDES(lock);
+
+  using ViewFilter = std::function<bool(const values::Value& fields, ViewContext& context)>;
+  values::Value view(const ViewFilter& belongs, const std::string& group_name = {}) EXCLUDES(lock);
+  values::Value view_entry(const UtilityInfo& utility_info,
+                           const std::optional<std::string>& group_name, ViewContext& context)
+      EXCLUDES(lock);
   bool merge(const UtilityMap& collection, std::uint64_t generation) EXCLUDES(lock);
   bool is_persistent(const ServerInfo& record) EXCLUDES(lock);
   void monitor_pass() EXCLUDES(lock);

@@ -133,7 +133,10 @@ void append_item(std::string& result, const Value& value) {
 }  // namespace
 
 std::string text_form(const Value& value) {
-  if (value.is_string()) return value.get<std::string>();
+  return value.is_string() ? value.get<std::string>() : repr_form(value);
+}
+
+std::string repr_form(const Value& value) {
   std::string result;
   append_item(result, value);
   return result;

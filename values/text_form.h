@@ -11,6 +11,9 @@ namespace values {
 /// with those of a path: `\udcff`.
 std::string text_form(const Value& value);
 
+/// The text that Python's `repr` gives: as `text_form`, with a text in quotes.
+std::string repr_form(const Value& value);
+
 /// A real in the shortest form that reads back as itself, as Python writes it: `1e+16`, `1e-05`,
 /// `-0.0`, `100000.0`, and `nan`, `inf`, `-inf` for what is not finite.
 std::string real_form(double value);

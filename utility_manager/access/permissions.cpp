@@ -1,6 +1,7 @@
 #include <cmath>
 
 #include "host/services.h"
+#include "utility_manager/access/access_decision.h"
 #include "utility_manager/utility_manager.h"
 #include "values/truthiness.h"
 
@@ -50,14 +51,9 @@ bool UtilityServerManager::_check_utility_permission(const values::Value& utilit
                                                      const UserPermissions& user_permissions,
                                                      const std::optional<std::string>& group_name) {
   const auto permissions = fetched_unless_given(user_permissions);
-  const bool is_admin = values::truthy_at(permissions, "is_admin");
-  const auto level = UtilityRegistration::_convert_legacy_access_fields(utility_info);
-  if (level == "ALL" || is_admin) return true;
-  if (level == "SYS_ADMIN") return false;
-  if (values::truthy_at(utility_info, "require_group_name") && group_name && !group_name->empty()) {
-    return _check_org_admin_for_group(*group_name, permissions);
-  }
-  return values::truthy_at(permissions, "is_org_admin");
+  return may_use(utility_info, permissions, group_name, [&](const std::string& group) {
+    return _check_org_admin_for_group(group, permissions);
+  });
 }
 
 std::optional<std::string> UtilityServerManager::_get_user_role_in_org(

@@ -9,12 +9,13 @@
 
 namespace utility_manager {
 
-/// One utility of the catalogue, shared with callers. `fields` is the mapping form of its
-/// registration and never changes; the encoded icons are kept beside it.
+/// One utility of the catalogue: the mapping form of its registration and, beside it, its encoded
+/// icons, which a copy inherits. A record of the catalogue is shared with callers and its fields
+/// don't change.
 struct UtilityInfo {
   explicit UtilityInfo(values::Value mapping) : fields(std::move(mapping)) {}
 
-  const values::Value fields;
+  values::Value fields;
   mutable IconCache icons;
 };
 

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "utility_manager/server_info.h"
+#include "values/value.h"
+
+/// What the records of running instances have in common.
+namespace utility_manager {
+
+/// Null for nothing.
+values::Value text_or_null(const std::optional<std::string>& text);
+
+/// The value under `key`, `absent` when `fields` has no such key; an empty value stays empty.
+values::Value field_or(const values::Value& fields, const char* key, const values::Value& absent);
+
+/// Sets `key` where there is a text; otherwise the record gets no such key.
+void copy_if_present(values::Value& entry, const char* key, const std::optional<std::string>& text);
+
+/// `url` directly followed by the route.
+std::string full_url(const std::string& url, const values::Value& default_route);
+
+}  // namespace utility_manager

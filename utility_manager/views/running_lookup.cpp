@@ -1,0 +1,49 @@
+#include "utility_manager/addresses.h"
+#include "utility_manager/utility_manager.h"
+#include "utility_manager/views/running_entry.h"
+#include "utility_manager/views/view_context.h"
+
+namespace utility_manager {
+
+using values::Value;
+
+Value UtilityServerManager::_find_running_utility(const std::string& utility_name,
+                                                  const std::optional<std::string>& group_name) {
+  ViewContext context;
+  return find_running(utility_name, group_name, context);
+}
+
+Value UtilityServerManager::find_running(const std::string& utility_name,
+                                         const std::optional<std::string>& group_name,
+                                         ViewContext& context) {
+  sweep_dead_servers();
+  auto entry = match_running(utility_name, group_name, context);
+  if (!entry) return nullptr;
+  const auto info = _get_utility_info(utility_name);
+  (*entry)["icon"] = info && !info->fields.empty() ? icon_of(*info, context) : Value();
+  return *std::move(entry);
+}
+
+std::optional<Value> UtilityServerManager::match_running(
+    const std::string& utility_name, const std::optional<std::string>& group_name,
+    ViewContext& context) {
+  const LockHeld held(lock);
+  for (const auto& [server_id, record] : servers_.entries()) {
+    if (record->utility_name != utility_name || record->group_name != group_name) continue;
+    const auto info = catalogue_record(*record, true);
+    const auto route = info ? field_or(info->fields, "default_route", "/") : Value("/");
+    Value entry = {{"server_id", server_id},
+                   {"utility_name", utility_name},
+                   {"port", record->port},
+                   {"local_url", local_address(record->port)},
+                   {"url", context.mapped_url(utility_name, group_name, group_name.has_value())},
+                   {"default_route", route}};
+    copy_if_present(entry, "group_name", group_name);
+    copy_if_present(entry, "lang", record->lang);
+    copy_if_present(entry, "studio_url", record->studio_url);
+    return entry;
+  }
+  return std::nullopt;
+}
+
+}  // namespace utility_manager

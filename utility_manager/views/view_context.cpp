@@ -1,0 +1,47 @@
+#include "utility_manager/views/view_context.h"
+
+#include "host/services.h"
+#include "utility_manager/access/access_decision.h"
+#include "utility_manager/addresses.h"
+#include "utility_manager/utility_manager.h"
+
+namespace utility_manager {
+
+std::string ViewContext::mapped_url(const std::string& utility_name,
+                                    const std::optional<std::string>& group_name,
+                                    bool require_group_name) {
+  if (!gui_base_) gui_base_ = gui_address_or_fallback(host::services().local->get_gui_addr());
+  return utility_manager::mapped_url(*gui_base_, utility_name, group_name, require_group_name);
+}
+
+const std::optional<std::string>& ViewContext::plugin_base_path(const std::string& plugin_name,
+                                                                bool is_builtin) {
+  const std::pair key(plugin_name, is_builtin);
+  const auto known = base_paths_.find(key);
+  if (known != base_paths_.end()) return known->second;
+  return base_paths_
+      .emplace(key, UtilityServerManager::_get_plugin_base_path(plugin_name, is_builtin))
+      .first->second;
+}
+
+void ViewContext::fetch_permissions() {
+  permissions_ = UtilityServerManager::_get_user_permissions();
+}
+
+bool ViewContext::may_use(const values::Value& utility_info,
+                          const std::optional<std::string>& group_name) {
+  if (!permissions_) fetch_permissions();
+  return utility_manager::may_use(
+      utility_info, *permissions_, group_name,
+      [this](const std::string& group) { return administrates(group); });
+}
+
+bool ViewContext::administrates(const std::string& group_name) {
+  const auto known = group_decisions_.find(group_name);
+  if (known != group_decisions_.end()) return known->second;
+  const bool answer = UtilityServerManager::_check_org_admin_for_group(group_name, *permissions_);
+  group_decisions_.emplace(group_name, answer);
+  return answer;
+}
+
+}  // namespace utility_manager

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "values/value.h"
+
+namespace utility_manager {
+
+/// What one listing or view has asked the client for: nothing before it is needed, and nothing
+/// twice. Belongs to one call and one thread.
+class ViewContext {
+ public:
+  /// The address of a utility through the Studio's web application.
+  std::string mapped_url(const std::string& utility_name,
+                         const std::optional<std::string>& group_name, bool require_group_name);
+
+  const std::optional<std::string>& plugin_base_path(const std::string& plugin_name,
+                                                     bool is_builtin);
+
+  /// The access decision with the user's rights, fetched once.
+  bool may_use(const values::Value& utility_info, const std::optional<std::string>& group_name);
+
+  /// Fetches the user's rights now.
+  void fetch_permissions();
+
+ private:
+  bool administrates(const std::string& group_name);
+
+  std::optional<std::string> gui_base_;
+  std::optional<values::Value> permissions_;
+  std::map<std::pair<std::string, bool>, std::optional<std::string>> base_paths_;
+  std::map<std::string, bool> group_decisions_;
+};
+
+}  // namespace utility_manager

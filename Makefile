@@ -1,14 +1,15 @@
 # Thin doors to the presets and scripts; each installs what it needs first.
 INSPECTION ?= native
 MODULE = $(if $(filter native,$(INSPECTION)),python,python-$(INSPECTION))
+NEEDS = build
 STUDIO ?= PYTHONPATH=build/python:studio /usr/bin/python3 -m console
 
 .DEFAULT_GOAL := build
 .PHONY: run test build bench format lint sanitize clean
 
 # Builds everything and runs the small Studio.
+run: NEEDS = run
 run: build
-	tools/setup run
 	$(STUDIO)
 
 # Builds and runs all tests.
@@ -18,7 +19,7 @@ test:
 # Leaves the importable module in build/python; INSPECTION=psutil or none: in build/python-<it>.
 build:
 	$(if $(filter native psutil none,$(INSPECTION)),,$(error INSPECTION is native, psutil or none))
-	tools/setup build
+	tools/setup $(NEEDS)
 	cmake --preset release
 	cmake --build --preset release --target module-$(INSPECTION)
 	ln -sfn release/$(MODULE) build/$(MODULE)

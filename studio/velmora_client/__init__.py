@@ -1,0 +1,1 @@
+"""The Studio's own services: settings, organisations, device groups, users and plugins."""

@@ -1,0 +1,1 @@
+"""Who the user is, and which organisations and device groups there are."""

@@ -1,0 +1,1 @@
+"""Plugins: how they are found and loaded, and those that come with the Studio."""

@@ -112,16 +112,19 @@ Value Reader::mapping_of_members_from(std::size_t first) {
   auto& members = mapping.get_ref<Value::object_t&>();
   members.reserve(members_.size() - first);
   const bool many = members_.size() - first > many_members;
-  std::unordered_map<std::string_view, std::size_t> places;
+  std::unordered_map<std::string_view, Value::object_t::iterator> places;
+  const auto find = [&](const std::string& key) {
+    if (!many) return members.find(key);
+    const auto place = places.find(key);
+    return place == places.end() ? members.end() : place->second;
+  };
   for (std::size_t i = first; i < members_.size(); ++i) {
     auto& [key, value] = members_[i];
-    if (!many) {
-      members[std::move(key)] = std::move(value);
-    } else if (const auto known = places.find(key); known != places.end()) {
-      members.begin()[known->second].second = std::move(value);
+    if (const auto known = find(key); known != members.end()) {
+      known->second = std::move(value);
     } else {
-      const auto& added = members.Container::emplace_back(std::move(key), std::move(value));
-      places.emplace(added.first, places.size());
+      members.Container::emplace_back(std::move(key), std::move(value));
+      if (many) places.emplace(members.back().first, members.end() - 1);
     }
   }
   members_.resize(first);

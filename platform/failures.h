@@ -1,0 +1,31 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+namespace platform {
+
+/// A refusal of the operating system. The text is "[Errno N] text" or "[Errno N] text: 'path'".
+class SystemError : public std::runtime_error {
+ public:
+  explicit SystemError(int code);
+  SystemError(int code, const std::string& path);
+
+  int code() const { return code_; }
+
+ private:
+  int code_;
+};
+
+/// A signal to a process that doesn't exist.
+class ProcessLookupError : public SystemError {
+ public:
+  ProcessLookupError();
+};
+
+/// A spawn that failed for another reason than a refusal of the operating system.
+struct SubprocessError : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+}  // namespace platform

@@ -1,0 +1,95 @@
+#include "platform/paths.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <system_error>
+#include <vector>
+
+#include "platform/failures.h"
+
+namespace platform {
+namespace {
+
+std::size_t last_component_start(std::string_view path) {
+  return path.rfind('/') + 1;  // npos + 1 is 0
+}
+
+std::vector<std::string_view> components(std::string_view path) {
+  std::vector<std::string_view> parts;
+  for (;;) {
+    const std::size_t separator = path.find('/');
+    parts.push_back(path.substr(0, separator));
+    if (separator == path.npos) return parts;
+    path.remove_prefix(separator + 1);
+  }
+}
+
+std::size_t leading_slashes_kept(std::string_view path) {
+  const std::size_t count = std::min(path.find_first_not_of('/'), path.size());
+  return count == 2 ? 2 : std::min<std::size_t>(count, 1);
+}
+
+}  // namespace
+
+bool is_absolute_path(std::string_view path) {
+  return path.starts_with('/');
+}
+
+std::string join_paths(std::string_view base, std::string_view path) {
+  if (is_absolute_path(path)) return std::string(path);
+  std::string joined(base);
+  if (!joined.empty() && !joined.ends_with('/')) joined += '/';
+  return joined.append(path);
+}
+
+std::string normalised_path(std::string_view path) {
+  const std::size_t slashes = leading_slashes_kept(path);
+  std::vector<std::string_view> kept;
+  for (const std::string_view part : components(path)) {
+    if (part.empty() || part == ".") continue;
+    const bool nothing_to_leave = kept.empty() || kept.back() == "..";
+    if (part != ".." || (nothing_to_leave && slashes == 0)) {
+      kept.push_back(part);
+    } else if (!kept.empty()) {
+      kept.pop_back();
+    }
+  }
+  std::string result(slashes, '/');
+  for (std::size_t i = 0; i < kept.size(); ++i) {
+    if (i > 0) result += '/';
+    result += kept[i];
+  }
+  return result.empty() ? "." : result;
+}
+
+std::string absolute_path(std::string_view path) {
+  if (is_absolute_path(path)) return normalised_path(path);
+  std::error_code failure;
+  const std::string directory = std::filesystem::current_path(failure).native();
+  if (failure) throw SystemError(failure.value());
+  return normalised_path(join_paths(directory, path));
+}
+
+std::string directory_part(std::string_view path) {
+  const std::string_view head = path.substr(0, last_component_start(path));
+  const std::size_t last = head.find_last_not_of('/');
+  return std::string(last == head.npos ? head : head.substr(0, last + 1));
+}
+
+std::string last_component(std::string_view path) {
+  return std::string(path.substr(last_component_start(path)));
+}
+
+std::string extension(std::string_view path) {
+  const std::string_view name = path.substr(last_component_start(path));
+  const std::size_t dot = name.rfind('.');
+  const std::size_t first_letter = name.find_first_not_of('.');
+  if (dot == name.npos || first_letter > dot) return "";
+  return std::string(name.substr(dot));
+}
+
+bool is_bare_file_name(std::string_view path) {
+  return path.find('/') == path.npos;
+}
+
+}  // namespace platform

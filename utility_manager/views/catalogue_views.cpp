@@ -83,7 +83,8 @@ Value UtilityServerManager::view(const ViewFilter& belongs, const std::string& g
   auto result = Value::array();
   for (const auto& info : _get_all_utilities()) {
     if (!belongs(info->fields, context)) continue;
-    const auto group = requires_group(info->fields) ? std::optional(group_name) : std::nullopt;
+    const bool in_group = requires_group(info->fields) && !_utility_is_navbar(info->fields);
+    const auto group = in_group ? std::optional(group_name) : std::nullopt;
     result.push_back(view_entry(*info, group, context));
   }
   return result;

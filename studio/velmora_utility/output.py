@@ -2,7 +2,11 @@
 
 import io
 import os
+import select
+import stat
 import sys
+import threading
+from collections.abc import Callable
 
 
 def keep_output_working() -> None:
@@ -13,6 +17,25 @@ def keep_output_working() -> None:
     """
     sys.stdout = _open(1)
     sys.stderr = _open(2)
+
+
+def when_reader_has_gone(action: Callable[[], None]) -> None:
+    """Calls `action` on a thread when nobody can read standard output any more: the Studio has gone.
+
+    Does nothing where standard output is no pipe or the system can't tell.
+    """
+    if not hasattr(select, "poll") or not stat.S_ISFIFO(os.fstat(1).st_mode):
+        return
+    pipe = os.dup(1)
+    os.set_inheritable(pipe, False)
+
+    def watch() -> None:
+        poll = select.poll()
+        poll.register(pipe, 0)  # only the loss of the other end wakes it
+        poll.poll()
+        action()
+
+    threading.Thread(target=watch, daemon=True).start()
 
 
 class _LastingFile(io.FileIO):

@@ -11,7 +11,7 @@ from dataclasses import dataclass, field
 from typing import Any
 
 from velmora_utility.command_line import parse_command_line
-from velmora_utility.output import keep_output_working
+from velmora_utility.output import keep_output_working, when_reader_has_gone
 from velmora_utility.page import page
 from velmora_utility.web_server import Answer, WebServer
 
@@ -75,6 +75,8 @@ class Utility:
     def run(self) -> None:
         """Serves until the Studio, or Ctrl-C, ends the process, with code 0."""
         self._obey_signals()
+        if not self.options.persistent:  # a Studio that was killed can't end it any more
+            when_reader_has_gone(lambda: os.kill(os.getpid(), signal.SIGTERM))
         with WebServer(self.options.port, self._answer) as server:
             logging.info("serving on http://127.0.0.1:%d", server.server_port)
             try:

@@ -160,3 +160,9 @@ def test_pages_heed_configuration_and_rights():
         with running(name, "--group-name", "g") as (_, address):
             fetch(f"{address}/change", b"device=pump&state=running")
             assert json.loads(fetch(f"{address}/health"))["devices"]["pump"] == state
+
+
+def test_others_end_when_the_studio_was_killed():
+    with running("unit_converter") as (process, _):
+        process.stdout.close()
+        assert process.wait(10) == 0

@@ -55,7 +55,9 @@ Stream::Stream(int descriptor) : descriptor_(descriptor) {
   ::fcntl(descriptor, F_SETFL, ::fcntl(descriptor, F_GETFL) | O_NONBLOCK);
 }
 
-Stream::~Stream() { close(); }
+Stream::~Stream() {
+  close();
+}
 
 std::size_t Stream::read_some(std::span<char> buffer) {
   const Reading reading(*this);

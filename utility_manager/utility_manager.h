@@ -119,7 +119,6 @@ class UtilityServerManager : public std::enable_shared_from_this<UtilityServerMa
   /// Snapshots of the attributes.
   std::vector<ServerTable::Entry> servers() const EXCLUDES(lock);
   std::set<std::int64_t> used_ports() const EXCLUDES(lock);
-  static std::set<std::int64_t> port_pool();
   std::shared_ptr<MonitorThread> monitor_thread() const;
   bool running() const;
   std::shared_ptr<const UtilityMap> utility_registry() const;
@@ -127,6 +126,9 @@ class UtilityServerManager : public std::enable_shared_from_this<UtilityServerMa
   const std::string& state_dir() const;
 
   // ---- Ports ---- ports.cpp ----
+
+  /// Every port that an instance may get.
+  static std::set<std::int64_t> port_pool();
 
   /// True when the port can be bound on 127.0.0.1 now; it is free again afterwards. Fails only when
   /// no socket can be made.

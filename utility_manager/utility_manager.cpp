@@ -71,7 +71,7 @@ std::shared_ptr<const UtilityMap> UtilityServerManager::utility_registry() const
 }
 
 bool UtilityServerManager::_utility_registry_complete() const {
-  return registry_.complete();
+  return registry_.whole() != nullptr;
 }
 
 const std::string& UtilityServerManager::state_dir() const {

@@ -418,7 +418,8 @@ class UtilityServerManager : public std::enable_shared_from_this<UtilityServerMa
   values::Value view_entry(const UtilityInfo& utility_info,
                            const std::optional<std::string>& group_name, ViewContext& context)
       EXCLUDES(lock);
-  bool merge(const UtilityMap& collection, std::uint64_t generation) EXCLUDES(lock);
+  std::shared_ptr<const UtilityMap> merge(const UtilityMap& collection, std::uint64_t generation)
+      EXCLUDES(lock);
   bool is_persistent(const ServerInfo& record) EXCLUDES(lock);
   void monitor_pass() EXCLUDES(lock);
 

@@ -95,17 +95,18 @@ void UtilityServerManager::remember(const std::string& utility_name, const Utili
 }
 
 std::vector<UtilityInfoPtr> UtilityServerManager::_get_all_utilities() {
-  if (registry_.complete()) return registry_.snapshot()->records();
+  if (const auto whole = registry_.whole()) return whole->records();
   UtilityMap collection;
   for (int attempt = 0; attempt < collection_attempts; ++attempt) {
     const auto generation = registry_.generation();
     collection = _collect_registry_from_plugins();
-    if (merge(collection, generation)) return registry_.snapshot()->records();
+    if (const auto whole = merge(collection, generation)) return whole->records();
   }
   return collection.records();
 }
 
-bool UtilityServerManager::merge(const UtilityMap& collection, std::uint64_t generation) {
+std::shared_ptr<const UtilityMap> UtilityServerManager::merge(const UtilityMap& collection,
+                                                              std::uint64_t generation) {
   const LockHeld held(lock);
   return registry_.merge(collection, generation);
 }

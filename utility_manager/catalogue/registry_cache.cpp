@@ -33,42 +33,56 @@ void UtilityMap::set(UtilityInfoPtr info) {
   }
 }
 
-RegistryCache::RegistryCache() : map_(std::make_shared<const UtilityMap>()) {}
+RegistryCache::RegistryCache() : state_{.map = std::make_shared<const UtilityMap>()} {}
 
 std::shared_ptr<const UtilityMap> RegistryCache::snapshot() const {
-  const std::lock_guard held(mutex_);
-  return map_;
+  return state().map;
+}
+
+std::shared_ptr<const UtilityMap> RegistryCache::whole() const {
+  const auto now = state();
+  return now.complete ? now.map : nullptr;
+}
+
+std::uint64_t RegistryCache::generation() const {
+  return state().generation;
 }
 
 void RegistryCache::add(const std::string& utility_name, const UtilityInfoPtr& info,
                         std::uint64_t generation) {
-  const auto current = snapshot();
-  if (generation != generation_ || current->find(utility_name)) return;
-  auto map = *current;
-  map.set(info);
-  publish(std::move(map));
+  auto next = state();
+  if (generation != next.generation || next.map->find(utility_name)) return;
+  auto map = std::make_shared<UtilityMap>(*next.map);
+  map->set(info);
+  next.map = std::move(map);
+  publish(std::move(next));
 }
 
-bool RegistryCache::merge(const UtilityMap& collection, std::uint64_t generation) {
-  if (complete_) return true;
-  if (generation != generation_) return false;
-  auto map = *snapshot();
-  for (const auto& info : collection.records()) map.set(info);
-  publish(std::move(map));
-  complete_ = true;
-  return true;
+std::shared_ptr<const UtilityMap> RegistryCache::merge(const UtilityMap& collection,
+                                                       std::uint64_t generation) {
+  auto next = state();
+  if (next.complete) return next.map;
+  if (generation != next.generation) return nullptr;
+  auto map = std::make_shared<UtilityMap>(*next.map);
+  for (const auto& info : collection.records()) map->set(info);
+  next.map = map;
+  next.complete = true;
+  publish(std::move(next));
+  return map;
 }
 
 void RegistryCache::clear() {
-  ++generation_;
-  complete_ = false;
-  publish({});
+  publish({.map = std::make_shared<const UtilityMap>(), .generation = state().generation + 1});
 }
 
-void RegistryCache::publish(UtilityMap map) {
-  auto next = std::make_shared<const UtilityMap>(std::move(map));
+RegistryCache::State RegistryCache::state() const {
   const std::lock_guard held(mutex_);
-  map_.swap(next);
+  return state_;
+}
+
+void RegistryCache::publish(State next) {
+  const std::lock_guard held(mutex_);
+  std::swap(state_, next);
 }
 
 }  // namespace utility_manager

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -38,25 +37,33 @@ class RegistryCache {
   RegistryCache();
 
   std::shared_ptr<const UtilityMap> snapshot() const;
-  bool complete() const { return complete_; }
-  std::uint64_t generation() const { return generation_; }
+
+  /// The snapshot where a whole collection is in place, else null.
+  std::shared_ptr<const UtilityMap> whole() const;
+  std::uint64_t generation() const;
 
   /// Adds a record found by a look-up unless its name is known by now.
   void add(const std::string& utility_name, const UtilityInfoPtr& info, std::uint64_t generation);
 
-  /// Merges a whole collection, unless another is in place. False when a refresh has made it
-  /// obsolete.
-  bool merge(const UtilityMap& collection, std::uint64_t generation);
+  /// Merges a whole collection, unless another is in place, and gives the catalogue; null when a
+  /// refresh has made the collection obsolete.
+  std::shared_ptr<const UtilityMap> merge(const UtilityMap& collection, std::uint64_t generation);
 
   void clear();
 
  private:
-  void publish(UtilityMap map);
+  /// What readers see at one moment.
+  struct State {
+    std::shared_ptr<const UtilityMap> map;
+    bool complete = false;
+    std::uint64_t generation = 0;
+  };
+
+  State state() const;
+  void publish(State next);
 
   mutable std::mutex mutex_;
-  std::shared_ptr<const UtilityMap> map_;
-  std::atomic<bool> complete_ = false;
-  std::atomic<std::uint64_t> generation_ = 0;
+  State state_;
 };
 
 }  // namespace utility_manager

@@ -59,9 +59,10 @@
 //
 // `lock` is the one mutex and not reentrant. Each operation says whether it takes it (EXCLUDES) or
 // expects it (REQUIRES); one that says nothing does neither. Host services, plugins and the watch
-// of a child run without it, but for a catalogue look-up that misses while `lock` is held. A stop
-// holds it through all its waits. The catalogue's cache and the icon caches have their own
-// protection and are read without `lock`.
+// of a child run without it, but for what a look-up in the table asks while it holds `lock`: the
+// flat list all it needs for its records, the running look-up the address and a catalogue record
+// that isn't cached, a start such a record. A stop holds it through all its waits. The catalogue's
+// cache and the icon caches have their own protection and are read without `lock`.
 //
 // Threads: those of the client, on which every operation runs; one monitor, from the first start
 // on; two readers per own child, which touch their stream, the client's standard output and the

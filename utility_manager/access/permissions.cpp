@@ -60,7 +60,9 @@ std::optional<std::string> UtilityServerManager::_get_user_role_in_org(
     const values::Value& organization_id, const UserPermissions& user_permissions) {
   const auto id = whole_number(organization_id);
   const auto permissions = fetched_unless_given(user_permissions);
-  for (const auto& entry : values::at_or_null(permissions, "organizations")) {
+  const auto& organizations = values::at_or_null(permissions, "organizations");
+  if (!organizations.is_array()) return std::nullopt;
+  for (const auto& entry : organizations) {
     if (!entry.is_object() || !entry.contains("organization_id")) continue;
     if (entry.at("organization_id") != id) continue;
     const auto& role = values::at_or_null(entry, "user_role");

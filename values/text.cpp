@@ -55,6 +55,7 @@ void append_upper(std::string& text, char32_t c) {
 
 void append_lower(std::string& text, char32_t c) {
   append_code_point(text, utf8proc_tolower(static_cast<utf8proc_int32_t>(c)));
+  if (c == 0x130) append_code_point(text, 0x307);  // the one that becomes two
 }
 
 void append_folded(std::string& text, char32_t c) {

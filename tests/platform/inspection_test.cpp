@@ -22,12 +22,6 @@ namespace {
 
 host::ProcessInspection& inspection = *native_inspection();
 
-std::vector<pid_t> ids(const std::vector<ProcessRow>& rows) {
-  std::vector<pid_t> all;
-  for (const ProcessRow& row : rows) all.push_back(row.pid);
-  return all;
-}
-
 /// A child with the id that `pid` had; null where the system doesn't let us choose.
 std::shared_ptr<ChildProcess> start_with_id(std::int64_t pid, const std::string& script) {
   for (int attempt = 0; attempt < 100; ++attempt) {
@@ -76,6 +70,7 @@ TEST(Inspection, TellsProcessesFromThreadsAndNonsense) {
     EXPECT_FALSE(inspection.pid_exists(pid)) << pid;
     EXPECT_FALSE(can_signal(pid)) << pid;
     EXPECT_THROW(inspection.process(pid), host::NoSuchProcess) << pid;
+    if (HasFailure()) break;  // a signal to one of these would reach the wrong process
     EXPECT_THROW(send_signal(pid, Signal::terminate), ProcessLookupError) << pid;
     EXPECT_EQ(inspection.pin(pid), nullptr) << pid;
     EXPECT_EQ(inspection.identity(pid), std::nullopt) << pid;
@@ -107,7 +102,7 @@ TEST(Inspection, AZombieIsAProcessUntilItIsCollected) {
 
 TEST(Inspection, IdentityIsStartAndCommandLine) {
   const double before = wall_clock();
-  const std::vector<std::string> arguments = {"/bin/sh", "-c", "echo; sleep 1000; true", "", "a b"};
+  const std::vector<std::string> arguments = {"/bin/sh", "-c", "echo; kill -STOP $$", "", "a b"};
   const auto child = spawn_child(arguments);
   next_line(*child->output_stream());  // the program runs
   const auto identity = inspection.identity(child->pid());
@@ -121,8 +116,8 @@ TEST(Inspection, IdentityIsStartAndCommandLine) {
 
 TEST(Inspection, ATreeIsFoundKilledAndWaitedFor) {
   const Subreaper subreaper;
-  const auto root =
-      start_shell("for i in 1 2 3; do sh -c 'sleep 1000 & sleep 1000 & echo; wait' & done; wait");
+  const auto root = start_shell(
+      "for i in 1 2 3; do sh -c 'sleep 1000 & sleep 1000 & echo; wait' & done; exec sleep 1000");
   for (int i = 0; i < 3; ++i) next_line(*root->output_stream());
   auto targets = inspection.process(root->pid())->descendants();
   EXPECT_EQ(targets.size(), 9u);
@@ -146,11 +141,13 @@ TEST(Inspection, AnotherParentsZombieIsWaitedForUntilTheDeadline) {
 }
 
 TEST(Inspection, ARowOlderThanItsParentIsNoChild) {
-  const std::vector<ProcessRow> rows = {{1, 0, 0},  {5, 9, 70}, {9, 1, 50}, {6, 5, 70}, {7, 9, 49},
-                                        {8, 7, 90}, {3, 5, 60}, {4, 1, 90}, {9, 6, 99}};
-  EXPECT_EQ(ids(descendants_in({rows.begin(), rows.end() - 1}, 9)), (std::vector<pid_t>{5, 6}));
-  EXPECT_EQ(ids(descendants_in(rows, 2)), std::vector<pid_t>());
-  EXPECT_LE(descendants_in(rows, 9).size(), rows.size());  // a torn table ends all the same
+  const std::vector<ProcessRow> rows = {{1, 0, 0},  {5, 9, 70}, {9, 1, 50}, {6, 5, 70},
+                                        {7, 9, 49}, {8, 7, 90}, {3, 5, 60}, {4, 1, 90}};
+  const std::vector<ProcessRow> found = descendants_in(rows, 9);
+  ASSERT_EQ(found.size(), 2u);
+  EXPECT_TRUE(found[0].pid == 5 && found[1].pid == 6);
+  EXPECT_TRUE(descendants_in(rows, 2).empty());
+  EXPECT_EQ(descendants_in({{1, 2, 5}, {2, 1, 5}}, 1).size(), 2u);  // a torn table ends too
 }
 
 TEST(Inspection, ALaterOwnerOfTheIdIsAnotherProcess) {
@@ -209,7 +206,10 @@ TEST(Inspection, WorksWhereProcessesHaveNoDescriptors) {
     waiter.join();
     right = right && !pinned->exists() && inspection.wait_procs({process}, 60).empty();
     const auto owner = start_with_id(child->pid(), "exec sleep 1000");
-    if (owner) right = right && child->id_has_new_owner() && !pinned->exists();
+    if (owner) {
+      right = right && child->id_has_new_owner() && !pinned->exists();
+      owner->kill();
+    }
     ::_exit(right ? 7 : 8);
   };
   EXPECT_EXIT(attempt(), testing::ExitedWithCode(7), "");

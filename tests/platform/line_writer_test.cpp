@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <latch>
 #include <map>
 #include <thread>
 
@@ -43,8 +44,10 @@ TEST(LineWriter, LinesOfSeveralThreadsStayWhole) {
     RedirectedOutput output;
     ::fcntl(STDOUT_FILENO, F_SETFL, O_WRONLY | O_NONBLOCK);  // a full pipe must not lose a line
     std::vector<std::thread> writers;
+    std::latch all_started(lines.size());
     for (const auto& [length, letter] : lines) {
-      writers.emplace_back([line = std::string(length, letter) + "\n"] {
+      writers.emplace_back([&, line = std::string(length, letter) + "\n"] {
+        all_started.arrive_and_wait();
         for (int i = 0; i < rounds / 4; ++i) write_lines(line + line + line + line);
       });
     }
@@ -67,7 +70,7 @@ TEST(LineWriter, PiecesEndAtLineEndsAndFitIntoThePipesBuffer) {
   RedirectedOutput output;
   ::fcntl(output.read_end(), F_SETPIPE_SZ, 1 << 16);
   ::fcntl(STDOUT_FILENO, F_SETFL, O_WRONLY | O_DIRECT);  // each write is read by itself
-  std::string lines;
+  std::string lines = "\n" + std::string(PIPE_BUF - 1, 'x') + "\n";
   for (int i = 0; i < 100; ++i) lines += std::string(i * 3, 'x') + "\n";
   ASSERT_TRUE(write_lines(lines));
   std::string all;

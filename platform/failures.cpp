@@ -83,7 +83,7 @@ std::string error_text(int code) {
 SystemError::SystemError(int code) : std::runtime_error(error_text(code)), code_(code) {}
 
 SystemError::SystemError(int code, const std::string& path)
-    : std::runtime_error(error_text(code) + ": " + quoted_path(path)), code_(code) {}
+    : std::runtime_error(error_text(code) + ": " + quoted_path(path)), code_(code), path_(path) {}
 
 ProcessLookupError::ProcessLookupError() : SystemError(ESRCH) {}
 

@@ -13,8 +13,12 @@ class SystemError : public std::runtime_error {
 
   int code() const { return code_; }
 
+  /// Empty where the text names none.
+  const std::string& path() const { return path_; }
+
  private:
   int code_;
+  std::string path_;
 };
 
 /// A signal to a process that doesn't exist.

@@ -1,0 +1,12 @@
+#pragma once
+
+#include "host/services.h"
+
+namespace python {
+
+/// Imports the client's services and gives their adapters, which are never destroyed; the process
+/// inspection is left null. Needs the interpreter lock; throws what an import raises, and keeps
+/// nothing then.
+host::Services import_client_services();
+
+}  // namespace python

@@ -25,9 +25,11 @@ inline std::string next_line(platform::Stream& stream) {
   return line;
 }
 
-/// All that a child writes to its output until it ends.
+/// All that a child writes to its output until it ends; collects it.
 inline std::string output_of(const std::shared_ptr<platform::ProcessHandle>& child) {
-  return child->output_stream()->read_rest(1 << 20, 60);
+  std::string output = child->output_stream()->read_rest(1 << 20, 60);
+  child->wait(60);
+  return output;
 }
 
 /// Waits until the child has ended, but leaves it uncollected.

@@ -137,7 +137,7 @@ TEST(Inspection, AnotherParentsZombieIsWaitedForUntilTheDeadline) {
   const auto process = inspection.process(std::stoll(next_line(*parent->output_stream())));
   EXPECT_EQ(inspection.wait_procs({process}, 0.05), std::vector{process});
   parent->kill();
-  EXPECT_TRUE(inspection.wait_procs({process, inspection.process(parent->pid())}, 60).empty());
+  EXPECT_TRUE(inspection.wait_procs({inspection.process(parent->pid()), process}, 60).empty());
 }
 
 TEST(Inspection, ARowOlderThanItsParentIsNoChild) {

@@ -12,7 +12,7 @@ namespace utility_manager {
 /// instance by its pin or its id. An instance with neither handle nor pid is never dead.
 bool instance_is_dead(const ServerInfo& record);
 
-/// True when the process that now has the id of an adopted instance is known to be another one.
+/// True when the process that may have the instance's id now is known to be another one.
 bool id_was_reused(const ServerInfo& record);
 
 /// Tells whether the live process `pid` can be the instance of a state file, and holds on to it.

@@ -8,18 +8,18 @@ namespace {
 
 using Targets = std::vector<std::shared_ptr<host::InspectedProcess>>;
 
-/// The descendants of a process and, last, the process itself; empty when they can't be had. Fails
-/// with `NoSuchProcess` when the process has gone.
-Targets tree_of(host::ProcessInspection& psutil, std::int64_t pid) {
+/// The descendants of a process and, last, the process itself; empty when they can't be had.
+/// Nothing when the process has gone.
+std::optional<Targets> tree_of(host::ProcessInspection& psutil, std::int64_t pid) {
   try {
     auto root = psutil.process(pid);
     auto targets = root->descendants();
     targets.push_back(std::move(root));
     return targets;
   } catch (const host::NoSuchProcess&) {
-    throw;
+    return std::nullopt;
   } catch (const std::exception&) {
-    return {};
+    return Targets();
   }
 }
 
@@ -90,14 +90,11 @@ bool UtilityServerManager::_is_process_alive(std::int64_t pid) {
 bool UtilityServerManager::_kill_process_tree(std::int64_t pid) {
   if (pid == 0 || !_is_process_alive(pid)) return true;
   if (auto* const psutil = host::services().psutil) {
-    try {
-      const auto targets = tree_of(*psutil, pid);
-      if (!targets.empty()) {
-        kill_tree(*psutil, targets);
-        if (!_is_process_alive(pid)) return true;
-      }
-    } catch (const host::NoSuchProcess&) {
-      return true;
+    const auto targets = tree_of(*psutil, pid);
+    if (!targets) return true;
+    if (!targets->empty()) {
+      kill_tree(*psutil, *targets);
+      if (!_is_process_alive(pid)) return true;
     }
   }
   if (platform::system().is_windows()) {

@@ -62,7 +62,11 @@ Value config_at(const Value& object) {
   return config;
 }
 
-void read_record(ServerInfo& record, const Value& object, std::int64_t now) {
+ServerInfo record_of(const StateFile& file, const Value& object, std::int64_t now) {
+  ServerInfo record;
+  record.server_id = file.server_id;
+  record.port = file.port;
+  record.pid = file.pid;
   record.utility_name = name_at(object);
   record.config = config_at(object);
   record.create_time = object.contains("create_time") ? object.at("create_time") : Value(now);
@@ -70,6 +74,16 @@ void read_record(ServerInfo& record, const Value& object, std::int64_t now) {
   record.studio_url = unless_empty(text_at(object, "studio_url"));
   if (values::truthy_at(object, "require_group_name")) {
     record.group_name = unless_empty(text_at(object, "group_name"));
+  }
+  return record;
+}
+
+std::optional<ServerInfo> record_unless_malformed(const StateFile& file, const Value& object,
+                                                  std::int64_t now) {
+  try {
+    return record_of(file, object, now);
+  } catch (const Malformed&) {
+    return std::nullopt;
   }
 }
 
@@ -97,11 +111,7 @@ std::optional<StateFile> read_state_file(std::string_view bytes, std::int64_t no
     file.server_id = identifier_at(object, "server_id");
     file.pid = integer_at(object, "pid");
     file.port = integer_at(object, "port");
-    if (file.stale()) return file;
-    file.record.server_id = file.server_id;
-    file.record.port = file.port;
-    file.record.pid = file.pid;
-    read_record(file.record, object, now);
+    if (!file.stale()) file.record = record_unless_malformed(file, object, now);
     return file;
   } catch (const std::exception&) {
     return std::nullopt;

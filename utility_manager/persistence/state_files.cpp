@@ -43,9 +43,9 @@ bool is_alive(StateFile& file, const ServerInfo* known) {
     return UtilityServerManager::_is_process_alive(file.pid) && !id_was_reused(*known);
   }
   if (!UtilityServerManager::_is_process_alive(file.pid)) return false;
-  if (known) return true;
-  auto adoption = examine_for_adoption(file.pid, file.server_id, file.record.create_time);
-  file.record.pinned = std::move(adoption.pinned);
+  if (known || !file.record) return true;
+  auto adoption = examine_for_adoption(file.pid, file.server_id, file.record->create_time);
+  file.record->pinned = std::move(adoption.pinned);
   return !adoption.refuted;
 }
 
@@ -63,8 +63,8 @@ void examine(const platform::DirectoryFile& entry, const Known& known, std::int6
   const bool is_known = record != known.end();
   if (!is_alive(*file, is_known ? record->second.get() : nullptr)) {
     result.remove.push_back(file->server_id);
-  } else if (!is_known) {
-    result.add.push_back({entry.name, std::move(file->record)});
+  } else if (!is_known && file->record) {
+    result.add.push_back({entry.name, *std::move(file->record)});
   }
 }
 
@@ -98,13 +98,15 @@ void UtilityServerManager::_load_persisted_states() {
   if (changes.empty()) return;
   const LockHeld held(lock);
   try {
+    std::erase_if(changes.add, [this](const Candidate& candidate) {  // stopped meanwhile
+      return !platform::path_exists(platform::join_paths(state_dir_, candidate.file_name));
+    });
     for (const auto& server_id : changes.remove) {
       _remove_state_file(server_id);
       forget_server(server_id);
     }
     for (auto& [file_name, info] : changes.add) {
       if (servers_.find(info.server_id)) continue;
-      if (!platform::path_exists(platform::join_paths(state_dir_, file_name))) continue;
       used_ports_.insert(info.port);
       auto server_id = info.server_id;
       servers_.add(std::move(server_id), std::make_shared<const ServerInfo>(std::move(info)));

@@ -52,7 +52,7 @@ void watch(const LaunchedProcess& child) {
   platform::system().sleep(timings::start_watch);
   const auto code = child.process->poll();
   if (!code) return;
-  child.stderr_buffer->wait_for_line(timings::stderr_grace);
+  child.stderr_buffer->wait_for_lines(timings::stderr_grace, timings::stderr_settle);
   const auto reason = "Process exited with code " + std::to_string(*code);
   auto lines = child.stderr_buffer->lines();
   if (lines.empty()) lines.push_back(reason);

@@ -83,7 +83,10 @@ class OutputRelay {
 
 void start_relay(std::shared_ptr<platform::Stream> stream, const std::string& prefix,
                  std::shared_ptr<StderrBuffer> buffer) {
-  if (!stream) return;
+  if (!stream) {
+    if (buffer) buffer->end();
+    return;
+  }
   auto relay = std::make_unique<OutputRelay>(std::move(stream), prefix, std::move(buffer));
   std::thread([relay = std::move(relay)] { relay->run(); }).detach();
 }

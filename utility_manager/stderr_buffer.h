@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
@@ -31,14 +32,23 @@ class StderrBuffer {
     return lines_;
   }
 
-  /// Waits for a first line, for as long as one can come and at most `seconds`.
-  void wait_for_line(double seconds) const {
+  /// Waits for a first line, at most `seconds`, and then for the lines behind it, at most `settle`
+  /// of them. Not at all once no line can follow.
+  void wait_for_lines(double seconds, double settle) const {
+    const auto limit = moment_in(seconds);
     std::unique_lock held(mutex_);
-    changed_.wait_for(held, std::chrono::duration<double>(seconds),
-                      [this] { return ended_ || !lines_.empty(); });
+    changed_.wait_until(held, limit, [this] { return ended_ || !lines_.empty(); });
+    changed_.wait_until(held, std::min(limit, moment_in(settle)), [this] { return ended_; });
   }
 
  private:
+  using Clock = std::chrono::steady_clock;
+
+  static Clock::time_point moment_in(double seconds) {
+    return Clock::now() +
+           std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
+  }
+
   mutable std::mutex mutex_;
   mutable std::condition_variable changed_;
   std::vector<std::string> lines_;

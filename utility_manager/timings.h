@@ -5,9 +5,11 @@
 /// Every wait and limit of the system. Seconds, unless the name says otherwise.
 namespace utility_manager::timings {
 
-// Launch: a child must be alive after the watch; a dead one's reason may take the grace time.
+// Launch: a child must be alive after the watch. A dead one's reason may take the grace time, of
+// which the rest of a reason that has begun gets the settling time.
 inline constexpr double start_watch = 1.5;
 inline constexpr double stderr_grace = 2.0;
+inline constexpr double stderr_settle = 0.2;
 inline constexpr std::size_t digest_tail_lines = 4;
 inline constexpr std::size_t digest_tail_characters = 600;
 inline constexpr std::size_t relay_chunk_bytes = 64 * 1024;

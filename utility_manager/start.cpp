@@ -30,10 +30,11 @@ class UtilityServerManager::Reservation {
  public:
   Reservation(UtilityServerManager& manager, const StartPlan& plan)
       : manager_(manager), marker_(plan.marker()) {
+    auto marker = marker_;
     const LockHeld held(manager.lock);
     manager.starting_.reserve(manager.starting_.size() + 1);
     port_ = manager.reserve_port(plan);
-    manager.starting_.push_back(marker_);
+    manager.starting_.push_back(std::move(marker));  // can't fail any more
   }
   Reservation(const Reservation&) = delete;
   Reservation& operator=(const Reservation&) = delete;
@@ -209,8 +210,7 @@ void UtilityServerManager::announce_start(const StartPlan& plan, const ServerInf
 void UtilityServerManager::_check_existing_instances(const std::string& utility_name,
                                                      const std::string& group_name,
                                                      bool require_group_name) {
-  const auto entries = servers_.entries();
-  for (const auto& [server_id, record] : entries) {
+  for (const auto& [server_id, record] : servers_.entries()) {
     if (record->utility_name != utility_name) continue;
     const auto info = _get_utility_info(utility_name, true);
     const bool existing_requires = info && values::truthy_at(info->fields, "require_group_name");

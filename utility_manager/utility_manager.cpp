@@ -33,6 +33,7 @@ ServerInfo UtilityServerManager::_create_server_info(
     const std::shared_ptr<platform::ProcessHandle>& process, const values::Value& utility_config,
     const std::string& group_name, bool require_group_name, const std::optional<std::string>& lang,
     const std::optional<std::string>& studio_url) {
+  if (!process) throw TypeError("process must be the handle of a child process");
   ServerInfo info;
   info.server_id = server_id;
   info.utility_name = utility_name;

@@ -108,7 +108,8 @@ class UtilityServerManager : public std::enable_shared_from_this<UtilityServerMa
   static std::string _get_state_dir();
 
   /// The record of a new instance, without `stderr_buffer`. `utility_config` is a mapping. `lang`
-  /// and `studio_url` are left out when null or empty, `group_name` unless required.
+  /// and `studio_url` are left out when null or empty, `group_name` unless required. Fails with
+  /// `TypeError` when `process` is null.
   static ServerInfo _create_server_info(const std::string& server_id,
                                         const std::string& utility_name, std::int64_t port,
                                         const std::shared_ptr<platform::ProcessHandle>& process,
@@ -164,8 +165,9 @@ class UtilityServerManager : public std::enable_shared_from_this<UtilityServerMa
   /// Starts a utility and gives `server_id`, `port`, `local_url`, `url` and `pid`. `group_name` is
   /// empty for none; `utility_config` is a mapping and not changed; `utility_module_path` is a
   /// script to run in place of the registered one. Fails with `RuntimeError` and a message for the
-  /// user, or with a failure of the language or address service; then nothing stays behind. Blocks
-  /// for the watch of the child without `lock`.
+  /// user, or with a failure of the language or address service; then nothing stays behind, unless
+  /// the address service fails once more at the very end or no monitor thread can be had: the
+  /// instance runs on and stands in the table. Blocks for the watch of the child without `lock`.
   values::Value start_utility_server(const std::string& group_name, const std::string& utility_name,
                                      const values::Value& utility_config,
                                      const std::optional<std::string>& utility_module_path = {})

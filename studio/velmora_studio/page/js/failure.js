@@ -1,0 +1,63 @@
+/** The message of a failed start, as the Studio words it. */
+
+import { h, setText, show } from "./dom.js";
+import { drawing } from "./icons.js";
+import { t } from "./texts.js";
+
+/** @typedef {import("./types.js").Failure} Failure */
+
+const headline = "Utility 启动失败:";
+
+/**
+ * The first line stands out, further lines keep their shape.
+ *
+ * @param {() => void} onDismiss
+ * @returns {import("./types.js").View<{title: string, failure: Failure|null}>}
+ */
+export function createFailure(onDismiss) {
+  const lead = h("p", { className: "failure-lead" });
+  const first = h("strong", { className: "failure-first", "data-part": "first" });
+  const rest = h("pre", { className: "failure-rest", "data-part": "rest", tabIndex: 0 });
+  const dismissText = h("span");
+  const button = h(
+    "button",
+    { type: "button", className: "button quiet", "data-action": "dismiss", onclick: onDismiss },
+    dismissText,
+  );
+  const node = h(
+    "div",
+    { className: "failure", "data-part": "failure", hidden: true },
+    drawing("warning"),
+    h("div", { className: "failure-text" }, lead, first, rest),
+    button,
+  );
+  return {
+    node,
+    update({ title, failure }) {
+      show(node, failure !== null);
+      if (!failure) return;
+      setText(lead, title);
+      setText(dismissText, t("dismiss"));
+      const lines = (failure.digest || failure.message).trim().split("\n");
+      showFirst(first, lines[0]);
+      setText(rest, lines.slice(1).join("\n"));
+      rest.hidden = lines.length < 2;
+    },
+  };
+}
+
+/**
+ * The headline is Chinese whatever the page's language is, so a screen reader is told.
+ *
+ * @param {HTMLElement} node
+ * @param {string} line
+ */
+function showFirst(node, line) {
+  if (node.textContent === line) return;
+  if (!line.startsWith(headline)) {
+    node.replaceChildren(line);
+    return;
+  }
+  const cause = line.slice(headline.length);
+  node.replaceChildren(h("span", { lang: "zh", className: "failure-headline" }, headline), cause);
+}

@@ -1,0 +1,63 @@
+/** Notices below the header: what failed and has no place of its own in the page. */
+
+import { byId, h, setText, sync } from "./dom.js";
+import { createFailure } from "./failure.js";
+import { alertAloud } from "./announcer.js";
+import { titleOf } from "./entries.js";
+import { changed, dismiss, statusOf, store } from "./store.js";
+import { t } from "./texts.js";
+
+/** @typedef {import("./types.js").Failure} Failure */
+/** @typedef {{id: string, title: string, failure: Failure, dismiss: () => void}} Notice */
+
+/** @type {Notice[]} */
+let notices = [];
+let count = 0;
+
+/**
+ * @param {string} title
+ * @param {string} [message]
+ */
+export function addNotice(title, message = "") {
+  const id = `notice-${(count += 1)}`;
+  const failure = { utility_name: "", group_name: "", message, time: 0 };
+  const remove = () => {
+    notices = notices.filter((notice) => notice.id !== id);
+    changed();
+  };
+  notices.push({ id, title, failure, dismiss: remove });
+  alertAloud(`${title} ${message}`);
+  changed();
+}
+
+export function renderNotices() {
+  sync(byId("notices"), [...notices, ...navbarNotices()], (notice) => notice.id, createNotice);
+}
+
+/**
+ * A button of the navigation bar has no room for a message.
+ *
+ * @returns {Notice[]}
+ */
+function navbarNotices() {
+  return (store.state?.places.navbar ?? []).flatMap((entry) => {
+    const { failure } = statusOf(entry);
+    if (!failure) return [];
+    const title = t("startFailed", { title: titleOf(entry) });
+    const key = JSON.stringify([failure.utility_name, failure.group_name]);
+    return [{ id: `${key} ${failure.time}`, title, failure, dismiss: () => dismiss(key) }];
+  });
+}
+
+/** @returns {import("./types.js").View<Notice>} */
+function createNotice() {
+  let current = /** @type {Notice|null} */ (null);
+  const failure = createFailure(() => current?.dismiss());
+  return {
+    node: h("li", {}, failure.node),
+    update(notice) {
+      current = notice;
+      failure.update(notice);
+    },
+  };
+}

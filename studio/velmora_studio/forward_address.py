@@ -1,0 +1,51 @@
+"""Addresses of utilities within the Studio: /utility/<name>/... and /group_utility/<group>/<name>/..."""
+
+from dataclasses import dataclass
+from functools import cached_property
+from urllib.parse import quote, unquote_to_bytes
+
+NAMES_BY_KIND = {b"utility": 1, b"group_utility": 2}
+KEPT_BY_BROWSERS = "!$&'()*+,:=@"  # in a path, beside letters, digits and "-._~"
+
+
+@dataclass(frozen=True)
+class Address:
+    """What an address means, and the part of it that is the utility's own business."""
+
+    utility_name: str
+    group_name: str | None
+    path: bytes  # behind the prefix, as it was sent; empty where even the slash is missing
+
+    @cached_property
+    def prefix(self) -> str:
+        """The Studio's part of the path, as browsers write it, without a slash at its end."""
+        return prefix_of(self.utility_name, self.group_name)
+
+
+def prefix_of(utility_name: str, group_name: str | None) -> str:
+    names = [utility_name] if group_name is None else [group_name, utility_name]
+    kind = "utility" if group_name is None else "group_utility"
+    return "/".join(["", kind, *(quote(name, safe=KEPT_BY_BROWSERS) for name in names)])
+
+
+def raw_path_of(scope: dict) -> bytes:
+    """The path as it was sent. The web server gives text for WebSockets and bytes otherwise."""
+    raw = scope["raw_path"]
+    return raw.encode("ascii", "surrogateescape") if isinstance(raw, str) else raw
+
+
+def parse_address(raw_path: bytes) -> Address | None:
+    """None for a path that belongs to the Studio itself, or that names nothing."""
+    kind, _, rest = raw_path.removeprefix(b"/").partition(b"/")
+    count = NAMES_BY_KIND.get(kind)
+    if count is None or not raw_path.startswith(b"/"):
+        return None
+    pieces = rest.split(b"/", count)
+    try:
+        names = [unquote_to_bytes(piece).decode() for piece in pieces[:count]]
+    except UnicodeDecodeError:
+        return None
+    if len(names) < count or not all(names):
+        return None
+    path = b"/" + pieces[count] if len(pieces) > count else b""
+    return Address(names[-1], names[0] if count == 2 else None, path)

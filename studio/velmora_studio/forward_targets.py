@@ -1,0 +1,43 @@
+"""Which instance a request is for: the look-up that HTTP and WebSocket forwarding share."""
+
+from velmora_client.utils.local import get_default_language
+
+from velmora_studio.forward_address import Address
+from velmora_studio.instances import Instance
+from velmora_studio.notice_page import Cause, Notice, NotForwarded
+from velmora_studio.operations import Operations
+
+
+class Targets:
+    """Instances come from what runs and from nowhere else; an address only names them."""
+
+    def __init__(self, operations: Operations) -> None:
+        self._operations = operations
+
+    async def find(self, address: Address) -> Instance:
+        """Fails with `NotForwarded`."""
+        name, group = address.utility_name, address.group_name
+        if not await self._operations.may_use(name, group):
+            known = name in self._operations.manager.utility_registry
+            raise NotForwarded(Cause.refused if known else Cause.unknown)
+        instance = await self._operations.table.find(name, group)
+        if instance is None:
+            raise self._why_nothing_runs(address)
+        return instance
+
+    async def why_silent(self, address: Address, instance: Instance, cause: Cause) -> NotForwarded:
+        """After a connection that failed: `cause`, if the instance runs all the same."""
+        try:
+            await self._operations.table.renew()
+        except TimeoutError:  # a long stop is going on
+            return NotForwarded(cause)
+        if self._operations.table.get(instance.server_id):
+            return NotForwarded(cause)
+        return self._why_nothing_runs(address)
+
+    def notice(self, address: Address, reason: NotForwarded) -> Notice:
+        return Notice(address, reason, get_default_language())
+
+    def _why_nothing_runs(self, address: Address) -> NotForwarded:
+        end = self._operations.last_words.last_end(address.utility_name, address.group_name)
+        return NotForwarded(Cause.ended, end.text) if end else NotForwarded(Cause.stopped)

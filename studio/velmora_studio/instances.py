@@ -1,0 +1,98 @@
+"""The running instances as the forwarding needs them: quick to ask, true within a second."""
+
+import asyncio
+import logging
+import time
+from collections.abc import Awaitable, Callable
+from dataclasses import dataclass
+from typing import Any
+
+MAX_AGE = 1.0  # seconds, while requests come
+LONGEST_WAIT = 2.0  # seconds that a request waits for a listing
+
+Entry = dict[str, Any]
+
+
+@dataclass(frozen=True)
+class Instance:
+    server_id: str
+    utility_name: str
+    group_name: str | None  # None: runs for no group
+    port: int
+    pid: int
+
+    @classmethod
+    def of(cls, entry: Entry) -> "Instance":
+        """From an entry of the manager's listing."""
+        keys = ("server_id", "utility_name", "port", "pid")
+        server_id, name, port, pid = (entry[key] for key in keys)
+        return cls(server_id, name, entry.get("group_name"), port, pid)
+
+
+class InstanceTable:
+    """Knows the Studio's own starts and stops at once, and what others do from listings. A listing
+    that began before such a change doesn't undo it. Belongs to the event loop's thread."""
+
+    def __init__(self, list_now: Callable[[], Awaitable[list[Entry]]]) -> None:
+        self._list_now = list_now  # gives what it lists to `take`
+        self._instances: dict[str, Instance] = {}
+        self._taken_at = float("-inf")
+        self._listing: asyncio.Task | None = None
+        self.changes = 0
+
+    def take(self, entries: list[Entry], changes_before: int) -> None:
+        """Makes a listing the table, unless something has changed since it was asked for."""
+        if changes_before != self.changes:
+            return
+        self._instances = {entry["server_id"]: Instance.of(entry) for entry in entries}
+        self._taken_at = time.monotonic()
+
+    def note_started(self, instance: Instance) -> None:
+        self.changes += 1
+        self._instances[instance.server_id] = instance
+
+    def note_ended(self, server_id: str) -> None:
+        self.changes += 1
+        self._instances.pop(server_id, None)
+
+    def get(self, server_id: str) -> Instance | None:
+        return self._instances.get(server_id)
+
+    def all(self) -> list[Instance]:
+        return list(self._instances.values())
+
+    async def find(self, utility_name: str, group_name: str | None) -> Instance | None:
+        """What runs is given at once, even where a listing is due: the manager may be busy with a
+        stop for many seconds. For what doesn't seem to run a due listing is waited for."""
+        found = self._find(utility_name, group_name)
+        if time.monotonic() - self._taken_at > MAX_AGE:
+            listing = self._started_listing()
+            if found is None:
+                await asyncio.wait({listing}, timeout=LONGEST_WAIT)
+                found = self._find(utility_name, group_name)
+        return found
+
+    async def renew(self) -> None:
+        """Lists anew, beginning now. Gives up waiting after a while."""
+        async with asyncio.timeout(LONGEST_WAIT):
+            if self._listing:  # it may have begun before what the caller has seen
+                await asyncio.wait({self._listing})
+            await asyncio.wait({self._started_listing()})
+
+    def _find(self, utility_name: str, group_name: str | None) -> Instance | None:
+        place = (utility_name, group_name)
+        for instance in self._instances.values():
+            if (instance.utility_name, instance.group_name) == place:
+                return instance
+        return None
+
+    def _started_listing(self) -> asyncio.Task:
+        if self._listing is None or self._listing.done():
+            self._listing = asyncio.create_task(self._list())
+        return self._listing
+
+    async def _list(self) -> None:
+        try:
+            await self._list_now()
+        except Exception:
+            logging.exception("the running utilities can't be listed")

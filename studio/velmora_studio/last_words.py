@@ -1,0 +1,108 @@
+"""What instances last wrote to standard error, kept from the moment they end.
+
+The manager forgets an instance, and its output, when a listing or its monitor finds it dead. So
+whoever lists looks here first, and where the system tells of a process's end, that is used too.
+"""
+
+import asyncio
+import os
+import threading
+import time
+from collections.abc import Callable
+from dataclasses import dataclass, field
+from typing import Any
+
+from velmora_studio.instances import Instance
+
+LONGEST_TEXT = 8000  # characters
+MOST_KEPT = 100  # instances
+READER_SECONDS = 1.0  # for the manager's reader to come to the end of the output
+READER_STEP = 0.01
+
+
+@dataclass(frozen=True)
+class End:
+    """An instance that ended without being asked to."""
+
+    instance: Instance
+    text: str
+    time: float = field(default_factory=time.time)
+
+
+class LastWords:
+    """Watches instances. `on_end` is called in the event loop's thread, once for each end."""
+
+    def __init__(self, manager: Any, on_end: Callable[[End], None]) -> None:
+        self._manager = manager
+        self._on_end = on_end
+        self._collecting = threading.Lock()  # held until the text is safe
+        self._watched: dict[str, Instance] = {}
+        self._ends: dict[str, End] = {}
+
+    def watch(self, instance: Instance) -> None:
+        """In the event loop's thread."""
+        if instance.server_id not in self._watched and instance.server_id not in self._ends:
+            self._watched[instance.server_id] = instance
+            self._watch_process(instance)
+
+    def forget(self, server_id: str) -> None:
+        """The end of this instance will be no news: it is being stopped."""
+        self._watched.pop(server_id, None)
+
+    def end_of(self, server_id: str) -> End | None:
+        return self._ends.get(server_id)
+
+    def last_end(self, utility_name: str, group_name: str | None) -> End | None:
+        """How the latest instance of a utility came to its end, if it did."""
+        for end in reversed(list(self._ends.values())):
+            if (end.instance.utility_name, end.instance.group_name) == (utility_name, group_name):
+                return end
+        return None
+
+    def forget_ends(self, utility_name: str, group_name: str | None) -> None:
+        """A new instance runs: what became of the old ones is no news any more."""
+        while end := self.last_end(utility_name, group_name):
+            self._ends.pop(end.instance.server_id, None)
+
+    def collect(self, loop: asyncio.AbstractEventLoop) -> None:
+        """Keeps the output of what has ended. In a worker thread; to be called before anything
+        that makes the manager look for dead instances."""
+        with self._collecting:
+            for instance in list(self._watched.values()):
+                if self._manager.is_utility_server_running(instance.server_id):
+                    continue
+                text = self._text_of(instance.server_id)
+                if self._watched.pop(instance.server_id, None):  # no stop has come between
+                    self._keep(End(instance, text), loop)
+
+    def _keep(self, end: End, loop: asyncio.AbstractEventLoop) -> None:
+        self._ends[end.instance.server_id] = end
+        if len(self._ends) > MOST_KEPT:
+            self._ends.pop(next(iter(self._ends)))
+        loop.call_soon_threadsafe(self._on_end, end)
+
+    def _text_of(self, server_id: str) -> str:
+        info = self._manager.servers.get(server_id, {})
+        process, lines = info.get("process"), info.get("stderr_buffer", [])
+        # The reader closes the stream at its end; until then lines may be on their way.
+        deadline = time.monotonic() + READER_SECONDS
+        while process and process.stderr and not process.stderr.closed:
+            if time.monotonic() > deadline:  # a descendant holds it open
+                break
+            time.sleep(READER_STEP)
+        text = self._manager.get_utility_stderr_snippet(server_id, LONGEST_TEXT)
+        return text or "\n".join(lines)[-LONGEST_TEXT:]  # the manager may have forgotten it by now
+
+    def _watch_process(self, instance: Instance) -> None:
+        try:
+            descriptor = os.pidfd_open(instance.pid)
+        except (AttributeError, OSError, TypeError):  # no such means here, no such process, no id
+            return
+        loop = asyncio.get_running_loop()
+
+        def ended() -> None:
+            loop.remove_reader(descriptor)
+            os.close(descriptor)
+            loop.run_in_executor(None, self.collect, loop)
+
+        loop.add_reader(descriptor, ended)

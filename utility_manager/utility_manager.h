@@ -406,7 +406,7 @@ class UtilityServerManager : public std::enable_shared_from_this<UtilityServerMa
   values::Value icon_of(const UtilityInfo& utility_info, ViewContext& context) const;
 
   /// The catalogue's record of an instance's utility, null when that isn't registered.
-  UtilityInfoPtr catalogue_record(const ServerInfo& record, bool locked);
+  UtilityInfoPtr catalogue_record(const ServerInfo& record, bool locked, ViewContext& context);
   values::Value list_entry(const ServerInfo& record, ViewContext& context) REQUIRES(lock);
   values::Value grouped_entry(const ServerInfo& record, ViewContext& context) EXCLUDES(lock);
   values::Value find_running(const std::string& utility_name,

@@ -33,7 +33,7 @@ Value UtilityServerManager::list_utility_servers() {
 }
 
 Value UtilityServerManager::list_entry(const ServerInfo& record, ViewContext& context) {
-  const auto info = catalogue_record(record, true);
+  const auto info = catalogue_record(record, true, context);
   const auto& fields = fields_of(info);
   Value entry = {{"server_id", record.server_id},
                  {"utility_name", text_or_null(record.utility_name)},
@@ -67,7 +67,7 @@ Value UtilityServerManager::list_all_running_utilities_grouped() {
 }
 
 Value UtilityServerManager::grouped_entry(const ServerInfo& record, ViewContext& context) {
-  const auto info = catalogue_record(record, false);
+  const auto info = catalogue_record(record, false, context);
   const auto& fields = fields_of(info);
   const auto url = url_of(record, fields, context);
   const auto default_route = field_or(fields, "default_route", "/");
@@ -94,10 +94,10 @@ Value UtilityServerManager::grouped_entry(const ServerInfo& record, ViewContext&
   return entry;
 }
 
-UtilityInfoPtr UtilityServerManager::catalogue_record(const ServerInfo& record, bool locked) {
+UtilityInfoPtr UtilityServerManager::catalogue_record(const ServerInfo& record, bool locked,
+                                                      ViewContext& context) {
   if (!record.utility_name) return nullptr;
-  auto info = _get_utility_info(*record.utility_name, locked);
-  return info && !info->fields.empty() ? info : nullptr;
+  return context.utility_info(*this, *record.utility_name, locked);
 }
 
 }  // namespace utility_manager

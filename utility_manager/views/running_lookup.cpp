@@ -19,8 +19,8 @@ Value UtilityServerManager::find_running(const std::string& utility_name,
   sweep_dead_servers();
   auto entry = match_running(utility_name, group_name, context);
   if (!entry) return nullptr;
-  const auto info = _get_utility_info(utility_name);
-  (*entry)["icon"] = info && !info->fields.empty() ? icon_of(*info, context) : Value();
+  const auto info = context.utility_info(*this, utility_name, false);
+  (*entry)["icon"] = info ? icon_of(*info, context) : Value();
   return *std::move(entry);
 }
 
@@ -30,7 +30,7 @@ std::optional<Value> UtilityServerManager::match_running(
   const LockHeld held(lock);
   for (const auto& [server_id, record] : servers_.entries()) {
     if (record->utility_name != utility_name || record->group_name != group_name) continue;
-    const auto info = catalogue_record(*record, true);
+    const auto info = catalogue_record(*record, true, context);
     const auto route = info ? field_or(info->fields, "default_route", "/") : Value("/");
     Value entry = {{"server_id", server_id},
                    {"utility_name", utility_name},

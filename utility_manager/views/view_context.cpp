@@ -14,6 +14,15 @@ std::string ViewContext::mapped_url(const std::string& utility_name,
   return utility_manager::mapped_url(*gui_base_, utility_name, group_name, require_group_name);
 }
 
+UtilityInfoPtr ViewContext::utility_info(UtilityServerManager& manager,
+                                         const std::string& utility_name, bool locked) {
+  const auto known = utility_infos_.find(utility_name);
+  if (known != utility_infos_.end()) return known->second;
+  auto info = manager._get_utility_info(utility_name, locked);
+  utility_infos_.emplace(utility_name, info);
+  return info;
+}
+
 const std::optional<std::string>& ViewContext::plugin_base_path(const std::string& plugin_name,
                                                                 bool is_builtin) {
   const std::pair key(plugin_name, is_builtin);

@@ -5,9 +5,12 @@
 #include <string>
 #include <utility>
 
+#include "utility_manager/catalogue/utility_info.h"
 #include "values/value.h"
 
 namespace utility_manager {
+
+class UtilityServerManager;
 
 /// What one listing or view has asked the client for: nothing before it is needed, and nothing
 /// twice. Belongs to one call and one thread.
@@ -16,6 +19,11 @@ class ViewContext {
   /// The address of a utility through the Studio's web application.
   std::string mapped_url(const std::string& utility_name,
                          const std::optional<std::string>& group_name, bool require_group_name);
+
+  /// The catalogue's record of a utility, null when nobody registers it. `locked` as in
+  /// `_get_utility_info`.
+  UtilityInfoPtr utility_info(UtilityServerManager& manager, const std::string& utility_name,
+                              bool locked);
 
   const std::optional<std::string>& plugin_base_path(const std::string& plugin_name,
                                                      bool is_builtin);
@@ -31,6 +39,7 @@ class ViewContext {
 
   std::optional<std::string> gui_base_;
   std::optional<values::Value> permissions_;
+  std::map<std::string, UtilityInfoPtr> utility_infos_;
   std::map<std::pair<std::string, bool>, std::optional<std::string>> base_paths_;
   std::map<std::string, bool> group_decisions_;
 };

@@ -54,7 +54,9 @@ class Walk : public host::PluginWalk {
   explicit Walk(std::vector<std::shared_ptr<FakePlugin>> plugins) : plugins_(std::move(plugins)) {}
 
   std::unique_ptr<host::Plugin> next() override {
-    return next_ == plugins_.size() ? nullptr : std::make_unique<PluginView>(plugins_[next_++]);
+    if (next_ == plugins_.size()) return nullptr;
+    if (!plugins_[next_]) throw host::HostFailure("the walk breaks off");
+    return std::make_unique<PluginView>(plugins_[next_++]);
   }
 
  private:

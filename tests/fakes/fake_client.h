@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <filesystem>
 #include <functional>
 #include <map>
@@ -39,7 +40,7 @@ class TemporaryDirectory {
 struct FakePlugin {
   std::string name = "plugin";
   std::function<std::vector<Value>()> registrations;
-  int calls = 0;
+  std::atomic<int> calls = 0;
 };
 
 /// The client's services, in memory, each open to be replaced by a test. Binds itself for its life,
@@ -56,7 +57,7 @@ class FakeClient : public host::Local,
   ~FakeClient() override;
 
   TemporaryDirectory directory;  ///< holds "config" and "plugins"
-  std::vector<std::shared_ptr<FakePlugin>> plugins;
+  std::vector<std::shared_ptr<FakePlugin>> plugins;  ///< the walk fails at a null
   Value language = "en";
   Value gui_addr = {{"server_addr", "127.0.0.1"}, {"port", 7000}};
   Value org_list = {{"is_system_admin", true}, {"organizations", Value::array()}};

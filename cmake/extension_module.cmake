@@ -33,4 +33,5 @@ foreach(source IN LISTS layer_sources)
   set_target_properties(module-${layer} PROPERTIES OUTPUT_NAME utility_manager
                                                    LIBRARY_OUTPUT_DIRECTORY ${directory})
   pybind11_extension(module-${layer})
+  configure_file(python/utility_manager.pyi ${directory}/utility_manager.pyi COPYONLY)
 endforeach()

@@ -29,12 +29,14 @@ void load_into(const py::module_& module) {
                            "_utility_subprocess_python_executable"}) {
     module.attr(name) = parts->names.attr(name);
   }
-  if (!host::services().local) {
+  static bool is_loaded = false;
+  if (!is_loaded) {
     auto services = import_client_services();
     services.psutil = parts->layer.inspection;
     host::bind(services);
   }
   module.attr("utility_manager") = without_gil([] { return utility_manager::utility_manager(); });
+  is_loaded = true;
 }
 
 /// Called through a bound function, so that failures come out as everywhere.

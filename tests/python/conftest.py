@@ -1,0 +1,71 @@
+"""Runs scripts against the built module, each in an interpreter of its own.
+
+The environment variable UTILITY_MANAGER_BUILD names the folder of the module under test.
+"""
+
+import os
+import subprocess
+import textwrap
+from collections.abc import Callable
+from concurrent.futures import ThreadPoolExecutor
+from pathlib import Path
+
+import pytest
+
+HERE = Path(__file__).resolve().parent
+BUILD = Path(os.environ.get("UTILITY_MANAGER_BUILD", HERE.parents[1] / "build/dev/python"))
+VARIANT = BUILD.name.partition("-")[2] or "native"
+HEADER = """
+import json, os, signal, subprocess, sys, threading, time
+import fake_client
+from fake_client import Plugin, daemon, fails_with, plugins, services, utility
+"""
+
+Run = Callable[..., str]
+
+
+def command(script: str, *arguments: object) -> list[str]:
+    return ["/usr/bin/python3", "-c", HEADER + textwrap.dedent(script), *map(str, arguments)]
+
+
+def environment(data: Path) -> dict[str, str]:
+    return os.environ | {"FAKE_CLIENT_DATA": str(data), "PYTHONPATH": f"{BUILD}:{HERE}"}
+
+
+@pytest.fixture
+def run_client(tmp_path: Path) -> Run:
+    """Runs a script as a client with the fake services. It must end with `code` and leave nothing
+    on standard error but a text that ends in `error`. Gives its output."""
+
+    def run(
+        script: str, *arguments: object, code: int = 0, error: str = "", data: Path = tmp_path
+    ) -> str:
+        done = subprocess.run(
+            command(script, *arguments),
+            env=environment(data),
+            capture_output=True,
+            text=True,
+            timeout=60,
+            stdin=subprocess.DEVNULL,
+        )
+        assert done.returncode == code, done.stderr
+        assert done.stderr.strip().endswith(error) if error else done.stderr == ""
+        return done.stdout
+
+    return run
+
+
+@pytest.fixture
+def run_many(run_client: Run, tmp_path: Path) -> Callable[..., None]:
+    """Runs a client several times, all at once."""
+
+    def run(times: int, *arguments: object, **expected: object) -> None:
+        with ThreadPoolExecutor(times) as pool:
+            trials = [
+                pool.submit(run_client, *arguments, data=tmp_path / str(trial), **expected)
+                for trial in range(times)
+            ]
+            for trial in trials:
+                trial.result()
+
+    return run

@@ -2,7 +2,7 @@
 INSPECTION ?= native
 MODULE = $(if $(filter native,$(INSPECTION)),python,python-$(INSPECTION))
 NEEDS = build
-STUDIO ?= PYTHONPATH=build/python:studio /usr/bin/python3 -m console
+STUDIO ?= PYTHONPATH=build/python:studio /usr/bin/python3 -m velmora_studio
 
 .DEFAULT_GOAL := build
 .PHONY: run test build bench format lint sanitize clean

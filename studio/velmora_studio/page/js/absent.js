@@ -3,7 +3,7 @@
 import { RequestError, get, post } from "./api.js";
 import { setBusy } from "./controls.js";
 import { byId, setText } from "./dom.js";
-import { keyOf, keyOfServer } from "./entries.js";
+import { keyOf, keyOfServer } from "./naming.js";
 import { setLanguage, t } from "./texts.js";
 
 const retryDelay = 1000; // milliseconds
@@ -59,6 +59,7 @@ function showStarting(starting) {
   if (starting) byId("absent-failure").hidden = true;
 }
 
+byId("absent-studio").hidden = window !== window.top; // in a frame the Studio is around it
 byId("absent-start").addEventListener("click", () => {
   if (main.dataset.status !== "starting") start();
 });

@@ -1,7 +1,7 @@
 /** What the user can do. A failure ends in the page, never in an exception. */
 
 import { RequestError, post } from "./api.js";
-import { choosesGroupInside, groupOf, keyOf, titleOf } from "./entries.js";
+import { choosesGroupInside, groupOf, keyOf, titleOf } from "./naming.js";
 import { addNotice } from "./notices.js";
 import { changed, markAnswered, markAsked, statusOfKey, store } from "./store.js";
 import { t } from "./texts.js";

@@ -1,7 +1,7 @@
 /** Tells users of screen readers what has changed somewhere on the page. */
 
 import { byId } from "./dom.js";
-import { keyOf, titleOf } from "./entries.js";
+import { failureTitle, keyOf, titleOf } from "./naming.js";
 import { t } from "./texts.js";
 
 /** @typedef {import("./types.js").State} State */
@@ -32,7 +32,11 @@ export function announceChanges(before, after) {
     ),
   ];
   if (said.length) sayAloud(said.join(" "));
-  const failed = added(before.failures, after.failures, (each) => `${keyOf(each.utility_name, each.group_name)} ${each.time}`);
+  const failed = added(
+    before.failures,
+    after.failures,
+    (each) => `${keyOf(each.utility_name, each.group_name)} ${each.time}`,
+  );
   if (failed.length) alertAloud(failed.map((failure) => textOf(failure, after)).join(" "));
 }
 
@@ -61,5 +65,5 @@ function textOf(failure, state) {
   const entries = Object.values(state.places).flat();
   const entry = entries.find((each) => each.utility_name === failure.utility_name);
   const title = entry ? titleOf(entry) : failure.utility_name;
-  return `${t("startFailed", { title })} ${failure.digest || failure.message}`;
+  return `${failureTitle(failure, title)} ${failure.digest || failure.message}`;
 }

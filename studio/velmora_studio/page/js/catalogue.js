@@ -2,7 +2,7 @@
 
 import { act, createEntry, describe } from "./entry.js";
 import { byId, h, setText, show, sync } from "./dom.js";
-import { titleOf, userName } from "./entries.js";
+import { titleOf, userName } from "./naming.js";
 import { createTile } from "./icons.js";
 import { statusOf, store } from "./store.js";
 import { hasText, t } from "./texts.js";

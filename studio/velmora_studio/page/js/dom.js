@@ -84,6 +84,7 @@ export function sync(parent, items, keyOf, create) {
   const views = viewsOf.get(parent) ?? new Map();
   viewsOf.set(parent, views);
   const keys = new Set(items.map(keyOf));
+  const focused = parent.contains(document.activeElement) ? document.activeElement : null;
   for (const [key, view] of views) {
     if (keys.has(key)) continue;
     view.node.remove();
@@ -97,6 +98,8 @@ export function sync(parent, items, keyOf, create) {
     if (view.node === place) place = view.node.nextElementSibling;
     else parent.insertBefore(view.node, place);
   }
+  // What is moved loses the focus.
+  if (focused instanceof HTMLElement && parent.contains(focused)) focused.focus({ preventScroll: true });
 }
 
 /**

@@ -4,7 +4,7 @@ import { startEntry, stop } from "./actions.js";
 import { createAge, setAge } from "./ages.js";
 import { createButton, createTabLink, setBusy } from "./controls.js";
 import { h, setAttribute, setText, show } from "./dom.js";
-import { aboutOf, addressOf, choosesGroupInside, groupOf, keyOf, titleOf } from "./entries.js";
+import { aboutOf, addressOf, choosesGroupInside, groupOf, keyOf, titleOf } from "./naming.js";
 import { createFailure } from "./failure.js";
 import { createTile } from "./icons.js";
 import { dismiss, statusOf, store } from "./store.js";
@@ -63,7 +63,7 @@ export function createEntry(place) {
     setText(marks, marksOf(entry).join(" · "));
     state.update(status);
     showActions(status, name);
-    failure.update({ title: t("startFailed", { title: name }), failure: status.failure });
+    failure.update({ title: name, failure: status.failure });
   }
 
   /** @param {Status} status @param {string} name */

@@ -1,6 +1,7 @@
-/** The message of a failed start, as the Studio words it. */
+/** What went wrong with a utility, as the Studio words it. */
 
 import { h, setText, show } from "./dom.js";
+import { failureTitle, isEnd } from "./naming.js";
 import { drawing } from "./icons.js";
 import { t } from "./texts.js";
 
@@ -9,7 +10,8 @@ import { t } from "./texts.js";
 const headline = "Utility 启动失败:";
 
 /**
- * The first line stands out, further lines keep their shape.
+ * The first line stands out, further lines keep their shape. `title` is the utility's, or
+ * all that there is to say where the failure belongs to none.
  *
  * @param {() => void} onDismiss
  * @returns {import("./types.js").View<{title: string, failure: Failure|null}>}
@@ -36,12 +38,13 @@ export function createFailure(onDismiss) {
     update({ title, failure }) {
       show(node, failure !== null);
       if (!failure) return;
-      setText(lead, title);
+      setText(lead, failure.utility_name ? failureTitle(failure, title) : title);
       setText(dismissText, t("dismiss"));
-      const lines = (failure.digest || failure.message).trim().split("\n");
-      showFirst(first, lines[0]);
-      setText(rest, lines.slice(1).join("\n"));
-      rest.hidden = lines.length < 2;
+      const words = isEnd(failure) ? failure.digest ?? "" : failure.digest || failure.message;
+      const lines = words.trim().split("\n");
+      showFirst(first, isEnd(failure) ? "" : lines.shift() ?? "");
+      setText(rest, lines.join("\n"));
+      rest.hidden = !rest.textContent;
     },
   };
 }

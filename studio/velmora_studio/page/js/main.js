@@ -9,7 +9,14 @@ import { openEvents } from "./events.js";
 import { renderNotices } from "./notices.js";
 import { setUpOutputDialog } from "./output_dialog.js";
 import { renderEmptyRunning, renderRunning } from "./running.js";
-import { keepGroup, preferredGroup, readGroup, renderSettings, renderTheme, setUpSettings } from "./settings.js";
+import {
+  keepGroup,
+  preferredGroup,
+  readGroup,
+  renderSettings,
+  renderTheme,
+  setUpSettings,
+} from "./settings.js";
 import { changed, onChange, store, takeState } from "./store.js";
 import { currentLanguage, setLanguage, t } from "./texts.js";
 import { renderWorkspace } from "./workspace.js";
@@ -55,7 +62,7 @@ function chooseGroup(chosen) {
 function greetNewStudio(state) {
   store.refused.clear();
   const count = state.running.filter((server) => server.adopted).length;
-  sayAloud(t("newStudio", { count }));
+  sayAloud(t(count ? "newStudioAdopted" : "newStudio", { count }));
 }
 
 /** @param {string} language */

@@ -1,11 +1,10 @@
 /** Notices below the header: what failed and has no place of its own in the page. */
 
-import { byId, h, setText, sync } from "./dom.js";
+import { byId, h, sync } from "./dom.js";
 import { createFailure } from "./failure.js";
 import { alertAloud } from "./announcer.js";
-import { titleOf } from "./entries.js";
+import { keyOf, titleOf } from "./naming.js";
 import { changed, dismiss, statusOf, store } from "./store.js";
-import { t } from "./texts.js";
 
 /** @typedef {import("./types.js").Failure} Failure */
 /** @typedef {{id: string, title: string, failure: Failure, dismiss: () => void}} Notice */
@@ -43,8 +42,8 @@ function navbarNotices() {
   return (store.state?.places.navbar ?? []).flatMap((entry) => {
     const { failure } = statusOf(entry);
     if (!failure) return [];
-    const title = t("startFailed", { title: titleOf(entry) });
-    const key = JSON.stringify([failure.utility_name, failure.group_name]);
+    const title = titleOf(entry);
+    const key = keyOf(failure.utility_name, failure.group_name);
     return [{ id: `${key} ${failure.time}`, title, failure, dismiss: () => dismiss(key) }];
   });
 }

@@ -2,7 +2,7 @@
 
 import { RequestError, get } from "./api.js";
 import { byId, setText } from "./dom.js";
-import { titleOf } from "./entries.js";
+import { titleOf } from "./naming.js";
 import { t } from "./texts.js";
 
 /** @typedef {import("./types.js").Server} Server */

@@ -4,7 +4,7 @@ import { start, stop } from "./actions.js";
 import { createAge, setAge } from "./ages.js";
 import { createButton, createTabLink, setBusy } from "./controls.js";
 import { h, setAttribute, setText, show } from "./dom.js";
-import { addressOf } from "./entries.js";
+import { addressOf } from "./naming.js";
 import { createFailure } from "./failure.js";
 import { showOutput } from "./output_dialog.js";
 import { dismiss, statusOfKey } from "./store.js";
@@ -79,7 +79,7 @@ export function createPanel(onClose) {
     setAge(age, server?.create_time);
     if (server) load(server, name);
     showEnd(kind, name);
-    failure.update({ title: t("startFailed", { title: name }), failure: failed });
+    failure.update({ title: name, failure: failed });
   }
 
   /** @param {Server} server @param {string} name */

@@ -4,7 +4,7 @@ import { stop } from "./actions.js";
 import { createAge, setAge } from "./ages.js";
 import { createButton, createTabLink, setBusy } from "./controls.js";
 import { byId, h, setAttribute, setText, show, sync } from "./dom.js";
-import { addressOf, titleOf } from "./entries.js";
+import { addressOf, titleOf } from "./naming.js";
 import { createTile } from "./icons.js";
 import { showOutput } from "./output_dialog.js";
 import { store } from "./store.js";
@@ -46,8 +46,9 @@ function createRow() {
   const tab = createTabLink();
   const lines = createButton("button icon quiet", "lines", () => showOutput(current), "lines");
   const end = createButton("button icon quiet", "stop", () => stop(current), "stop");
+  const badges = h("span", { className: "badges" }, origin, lasting);
   const cells = {
-    utility: cell("utility", tile.node, h("span", { className: "row-text" }, title, h("span", { className: "badges" }, origin, lasting))),
+    utility: cell("utility", tile.node, h("span", { className: "row-text" }, title, badges)),
     group: cell("group"),
     port: cell("port"),
     process: cell("process"),
@@ -75,7 +76,8 @@ function createRow() {
     for (const name of /** @type {const} */ (["group", "port", "process", "age"])) {
       setAttribute(cells[name], "data-name", t(name));
     }
-    showActions(server, server.group_name ? t("inGroup", { title: name, group: server.group_name }) : name);
+    const group = server.group_name;
+    showActions(server, group ? t("inGroup", { title: name, group }) : name);
   }
 
   /** @param {Server} server @param {string} name */

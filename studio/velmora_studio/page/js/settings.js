@@ -4,7 +4,7 @@ import { chooseLanguage, chooseUser, refresh, stopAll } from "./actions.js";
 import { sayAloud } from "./announcer.js";
 import { setBusy } from "./controls.js";
 import { byId, setAttribute, setOptions, setText } from "./dom.js";
-import { userName } from "./entries.js";
+import { userName } from "./naming.js";
 import { drawing } from "./icons.js";
 import { store } from "./store.js";
 import { t } from "./texts.js";

@@ -1,6 +1,6 @@
 /** What the page knows: the Studio's latest state and what the user has done since. */
 
-import { groupOf, keyOf, keyOfServer } from "./entries.js";
+import { groupOf, keyOf, keyOfServer } from "./naming.js";
 
 /** @typedef {import("./types.js").State} State */
 /** @typedef {import("./types.js").Entry} Entry */

@@ -15,7 +15,8 @@ const texts = {
     "The Studio doesn't answer. What you see is how it last was.",
     "Studio 没有响应，显示的是最后已知的状态。",
   ],
-  newStudio: [
+  newStudio: ["A new Studio is there.", "新的 Studio 已启动。"],
+  newStudioAdopted: [
     "A new Studio is there. It has adopted what the last one left running: {count}.",
     "新的 Studio 已启动，接管了仍在运行的工具：{count} 个。",
   ],
@@ -80,6 +81,7 @@ const texts = {
   nowRunning: ["{title} is running.", "{title}已在运行。"],
   ended: ["Ended", "已结束"],
   hasEnded: ["{title} has ended.", "{title}已结束。"],
+  endedByItself: ["{title} has ended by itself.", "{title}已自行结束。"],
   startFailed: ["{title} could not be started.", "{title}启动失败。"],
   stopFailed: ["{title} could not be stopped and runs on.", "{title}未能停止，仍在运行。"],
   requestFailed: ["That didn't work.", "操作未成功。"],
@@ -93,9 +95,8 @@ const texts = {
   stopAll: ["Stop all", "全部停止"],
   stopAllAsk: ["Stop everything?", "全部停止？"],
   stopAllText: [
-    "This ends every utility of this Studio, persistent ones and those of other users too. " +
-      "You see {count} running.",
-    "将结束此 Studio 的所有工具，包括常驻的和其他用户的。目前可见 {count} 个在运行。",
+    "This ends all that you see running ({count}), persistent ones too.",
+    "将结束所有正在运行的工具（{count} 个），包括常驻的。",
   ],
   utility: ["Utility", "工具"],
   group: ["Group", "设备组"],

@@ -35,11 +35,12 @@
  * @property {string} group_name
  * @property {number} since
  *
- * @typedef {Object} Failure
+ * @typedef {Object} Failure A start that failed, or an instance that has ended by itself.
  * @property {string} utility_name
  * @property {string} group_name
  * @property {string} message
- * @property {string|null} [digest] the message without the words in front of it
+ * @property {string|null} [digest] of a start: the message without the words in front of it; of an
+ *   end: the last words
  * @property {number} time
  *
  * @typedef {Object} Studio
@@ -62,7 +63,7 @@
  * @typedef {Object} Status How it stands with a utility, in one group or in none.
  * @property {"stopped"|"starting"|"running"|"stopping"} kind
  * @property {Server|null} server
- * @property {Failure|null} failure why the latest start failed
+ * @property {Failure|null} failure what last went wrong
  */
 
 /**

@@ -1,7 +1,7 @@
 /** The workspace: an overview of what runs, and the utilities that have been opened. */
 
 import { byId, h, setAttribute, setText, show, sync } from "./dom.js";
-import { keyOf, keyOfServer, titleOf } from "./entries.js";
+import { keyOf, keyOfServer, titleOf } from "./naming.js";
 import { createPanel } from "./panel.js";
 import { createTile } from "./icons.js";
 import { changed, statusOfKey, store } from "./store.js";
@@ -52,11 +52,6 @@ export async function openWhenStarted(name, group, started) {
   if (stayed) focusActive();
 }
 
-/** Goes to the overview. */
-export function showOverview() {
-  activate(overview);
-}
-
 export function renderWorkspace() {
   forgetForeign();
   const tabs = [{ key: overview, name: "", group: "" }, ...opened];
@@ -76,7 +71,7 @@ export function renderWorkspace() {
  * @param {Opened} tab
  * @returns {Server|Entry|{utility_name: string, title: null, en_title: string, icon: null}}
  */
-export function describing(tab) {
+function describing(tab) {
   const entries = Object.values(store.state?.places ?? {}).flat();
   return (
     statusOfKey(tab.key).server ??
@@ -102,6 +97,7 @@ function activate(key) {
   active = key;
   keep();
   renderWorkspace();
+  byId("tabs").querySelector("[aria-current]")?.scrollIntoView({ block: "nearest", inline: "nearest" });
   changed();
 }
 
@@ -134,8 +130,10 @@ function createTab() {
   const tile = createTile();
   const text = h("span");
   const mark = h("span", { className: "count" });
-  const choose = h("button", { type: "button", className: "tab", onclick: () => activate(current.key) }, tile.node, text, mark);
-  const end = h("button", { type: "button", className: "tab-close", onclick: () => close(current.key) }, "×");
+  const press = () => activate(current.key);
+  const leave = () => close(current.key);
+  const choose = h("button", { type: "button", className: "tab", onclick: press }, tile.node, text, mark);
+  const end = h("button", { type: "button", className: "tab-close", onclick: leave }, "×");
   const node = h("li", {}, choose, end);
   return {
     node,

@@ -1,6 +1,6 @@
 /** What can be read off an entry or an instance: names, keys, addresses. */
 
-import { currentLanguage } from "./texts.js";
+import { currentLanguage, t } from "./texts.js";
 
 /** @typedef {import("./types.js").Entry} Entry */
 /** @typedef {import("./types.js").Server} Server */
@@ -61,6 +61,25 @@ export function groupOf(entry, group) {
  */
 export function keyOf(name, group = "") {
   return JSON.stringify([name, group]);
+}
+
+/**
+ * Whether an instance has ended by itself, rather than failed to start.
+ *
+ * @param {import("./types.js").Failure} failure
+ */
+export function isEnd(failure) {
+  return failure.message.endsWith(" has ended by itself.");
+}
+
+/**
+ * What went wrong, in a sentence.
+ *
+ * @param {import("./types.js").Failure} failure
+ * @param {string} title the utility's
+ */
+export function failureTitle(failure, title) {
+  return t(isEnd(failure) ? "endedByItself" : "startFailed", { title });
 }
 
 /** @param {Server} server */

@@ -51,7 +51,10 @@ function navbarNotices() {
 /** @returns {import("./types.js").View<Notice>} */
 function createNotice() {
   let current = /** @type {Notice|null} */ (null);
-  const failure = createFailure(() => current?.dismiss());
+  const failure = createFailure(() => {
+    current?.dismiss();
+    byId("workspace").focus(); // the button that had the focus goes with the notice
+  });
   return {
     node: h("li", {}, failure.node),
     update(notice) {

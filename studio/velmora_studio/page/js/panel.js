@@ -50,7 +50,10 @@ export function createPanel(onClose) {
   const lines = createButton("button", "lines", () => shown && showOutput(shown), "lines");
   const endedText = h("p");
   const ended = h("div", { className: "ended", hidden: true }, endedText, again.node, lines.node);
-  const failure = createFailure(() => dismiss(current.key));
+  const failure = createFailure(() => {
+    dismiss(current.key);
+    title.focus();
+  });
   const frame = h("iframe", { className: "frame" });
   frame.setAttribute("sandbox", sandbox);
   const node = h(

@@ -9,7 +9,7 @@ namespace utility_manager::timings {
 // which the rest of a reason that has begun gets the settling time.
 inline constexpr double start_watch = 1.5;
 inline constexpr double stderr_grace = 2.0;
-inline constexpr double stderr_settle = 0.2;
+inline constexpr double stderr_settle = 0.5;
 inline constexpr std::size_t digest_tail_lines = 4;
 inline constexpr std::size_t digest_tail_characters = 600;
 inline constexpr std::size_t relay_chunk_bytes = 64 * 1024;

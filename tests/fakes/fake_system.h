@@ -1,0 +1,141 @@
+#pragma once
+
+#include <condition_variable>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "host/process_inspection.h"
+#include "platform/system.h"
+
+namespace fakes {
+
+/// Binds itself for its life. Its clock moves by sleeps alone, and these cost nothing: the watch of
+/// a child whose script's name begins with "dying" lasts until it has died, any other no time at
+/// all; the monitor sleeps until it is woken. Commands are recorded and not run, ports are free.
+/// All else is the real system, unless a member says otherwise.
+class FakeSystem : public platform::System {
+ public:
+  bool windows = false;
+  std::function<std::shared_ptr<platform::ProcessHandle>()> on_spawn;  ///< in place of the child
+  std::function<void(double seconds)> on_sleep;  ///< after any sleep but the monitor's
+  std::function<void(std::int64_t pid, platform::Signal signal)> on_signal;  ///< in place of it
+  std::function<void()> on_command;
+  std::set<std::int64_t> taken_ports;
+
+  // What was asked of the system. A command is recorded with its time limit and its flags.
+  mutable std::vector<std::vector<std::string>> spawned;
+  mutable std::vector<std::uint32_t> spawn_flags;
+  mutable std::vector<std::pair<std::int64_t, platform::Signal>> signals;
+  mutable std::vector<std::string> commands;
+  mutable std::vector<std::int64_t> asked_ports;
+
+  /// Waits until the monitor sleeps.
+  void await_monitor();
+
+  /// Wakes the monitor as soon as it sleeps.
+  void wake_monitor();
+
+  /// The same, and waits until it sleeps again.
+  void let_monitor_pass();
+
+  /// From now on the monitor doesn't sleep any more.
+  void keep_monitor_awake();
+
+  bool is_windows() const override { return windows; }
+  double wall_clock() const override;
+  void sleep(double seconds) const override;
+  std::shared_ptr<platform::ProcessHandle> spawn(const std::vector<std::string>& arguments,
+                                                 std::uint32_t flags) const override;
+  void signal(std::int64_t pid, platform::Signal signal) const override;
+  void run_command(const std::vector<std::string>& arguments, double seconds,
+                   std::uint32_t flags) const override;
+  bool can_bind(std::int64_t port) const override;
+
+ private:
+  void sleep_as_monitor() const;
+
+  mutable std::mutex mutex_;
+  mutable std::condition_variable changed_;
+  mutable double clock_ = System::wall_clock();
+  mutable bool monitor_sleeps_ = false;
+  bool monitor_stays_awake_ = false;
+  platform::BindSystem binding_{*this};
+};
+
+/// A child that exists only here.
+class FakeHandle : public platform::ProcessHandle {
+ public:
+  explicit FakeHandle(std::int64_t pid) : pid_(pid) {}
+
+  std::function<std::optional<int>()> on_poll = [] { return std::nullopt; };
+  std::function<void()> on_terminate;
+  std::function<std::shared_ptr<platform::Stream>()> on_error_stream;
+  std::vector<std::optional<double>> waits;
+
+  std::int64_t pid() const override { return pid_; }
+  std::optional<int> poll() override { return on_poll(); }
+  void terminate() override {
+    if (on_terminate) on_terminate();
+  }
+  std::optional<int> wait(std::optional<double> seconds) override {
+    waits.push_back(seconds);
+    return on_poll();
+  }
+  std::optional<int> returncode() const override { return on_poll(); }
+  std::shared_ptr<platform::Stream> output_stream() const override { return nullptr; }
+  std::shared_ptr<platform::Stream> error_stream() const override {
+    return on_error_stream ? on_error_stream() : nullptr;
+  }
+
+ private:
+  std::int64_t pid_;
+};
+
+/// A process-inspection layer over processes that exist only here, by ids that no process has.
+class FakeInspection : public host::ProcessInspection {
+ public:
+  static constexpr std::int64_t first_pid = 1 << 23;
+
+  /// The living, each with the moment of its start, by which a later owner of an id is known.
+  std::map<std::int64_t, double> processes;
+  std::map<std::int64_t, std::vector<std::int64_t>> descendants;
+  std::map<std::int64_t, std::vector<std::string>> command_lines;
+  std::set<std::int64_t> stubborn;  ///< they outlive being killed
+
+  /// Called before a call is answered; may throw.
+  std::function<void(const std::string& call, std::int64_t pid)> before;
+  std::vector<std::string> kills;  ///< "kill 8388608", "wait 5.0"
+
+  bool pid_exists(std::int64_t pid) override;
+  std::shared_ptr<host::InspectedProcess> process(std::int64_t pid) override;
+  std::vector<std::shared_ptr<host::InspectedProcess>> wait_procs(
+      const std::vector<std::shared_ptr<host::InspectedProcess>>& targets, double seconds) override;
+  std::optional<host::ProcessIdentity> identity(std::int64_t pid) override;
+  std::shared_ptr<host::PinnedProcess> pin(std::int64_t pid) override;
+
+ private:
+  class Process;
+  class Pin;
+
+  void asked(const std::string& call, std::int64_t pid) const {
+    if (before) before(call, pid);
+  }
+};
+
+/// The real processes as a library layer shows them: without identities and pins.
+class LibraryInspection : public host::ProcessInspection {
+ public:
+  bool pid_exists(std::int64_t pid) override;
+  std::shared_ptr<host::InspectedProcess> process(std::int64_t pid) override;
+  std::vector<std::shared_ptr<host::InspectedProcess>> wait_procs(
+      const std::vector<std::shared_ptr<host::InspectedProcess>>& targets, double seconds) override;
+};
+
+}  // namespace fakes

@@ -1,0 +1,185 @@
+#include <sys/wait.h>
+
+#include "platform/failures.h"
+#include "tests/fakes/pipe_stream.h"
+#include "tests/utility_manager/manager_fixture.h"
+
+using Args = std::vector<std::string>;
+using utility_manager::_utility_subprocess_python_executable;
+
+class Launch : public ManagerTest {
+ protected:
+  static Args args_of(const std::string& group, bool require_group, const Value& config) {
+    return UtilityServerManager::_build_process_args("main.py", "id", "notes", 8890, group,
+                                                     require_group, config);
+  }
+
+  /// Runs a script as a utility; gives the message of the failure.
+  std::string run(const std::string& name, const std::string& script) {
+    return launch({"/usr/bin/python3", "-s", "-u", client.directory.write(name + ".py", script)});
+  }
+
+  std::string launch(const Args& args) {
+    return message_of([&] { manager->_start_process(args, 8890); });
+  }
+};
+
+TEST_F(Launch, CommandLines) {
+  const struct {
+    std::string group;
+    bool require_group;
+    Value config;
+    Args group_option;
+    std::string config_text;
+  } cases[] = {
+      {"", false, Value::object(), {}, "{}"},
+      {"lab", false, {{"a", 1}}, {}, R"({"a": 1})"},
+      {"lab", true, {{"a", 1}}, {"--group-name", "lab"}, R"({"a": 1, "group_name": "lab"})"},
+      {"lab",
+       true,
+       {{"group_name", "old"}, {"名", {1.0, nullptr}}},
+       {"--group-name", "lab"},
+       R"({"group_name": "lab", "\u540d": [1.0, null]})"},
+      {"lab", false, {{"group_name", "old"}}, {}, R"({"group_name": "old"})"},
+  };
+  for (const auto& [group, require_group, config, group_option, config_text] : cases) {
+    Args expected = {"/usr/bin/python3", "-s",    "-u",     "main.py", "--server-id", "id",
+                     "--utility-name",   "notes", "--port", "8890"};
+    expected.insert(expected.end(), group_option.begin(), group_option.end());
+    expected.insert(expected.end(), {"--config", config_text});
+    const Value before = config;
+    EXPECT_EQ(args_of(group, require_group, config), expected);
+    EXPECT_EQ(config, before);
+  }
+  const auto full = UtilityServerManager::_build_process_args(
+      "main.py", "id", "notes", 8890, "lab", true, Value::object(), "zh", "http://h:1", true);
+  const Args tail = {"--lang", "zh", "--studio-url", "http://h:1", "--persistent"};
+  EXPECT_EQ(Args(full.end() - 5, full.end()), tail);
+  EXPECT_EQ(UtilityServerManager::_build_process_args("main.py", "id", "notes", 8890, "", false,
+                                                      Value::object(), "", "", false),
+            args_of("", false, Value::object()));
+  EXPECT_THROW(args_of("", false, {{"a", "\xFF"}}), std::invalid_argument);
+  EXPECT_THROW(args_of("", false, Value::array()), TypeError);
+}
+
+TEST_F(Launch, TheInterpreterIsTheClientsOwn) {
+  const auto base = client.directory.write("base", "");
+  const auto only_windowless = client.directory.write("only/PythonW.exe", "");
+  const auto windowless = client.directory.write("both/PYTHONW.EXE", "");
+  const auto with_console = client.directory.write("both/python.exe", "");
+  const struct {
+    std::optional<std::string> base;
+    bool windows;
+    std::string chosen;
+  } cases[] = {{base, false, base},
+               {base, true, base},
+               {std::nullopt, false, "/client"},
+               {"", false, "/client"},
+               {" \t", false, "/client"},
+               {base + ".missing", false, "/client"},
+               {client.directory.path(), false, "/client"},
+               {windowless, false, windowless},
+               {windowless, true, with_console},
+               {only_windowless, true, only_windowless}};
+  client.interpreter = "/client";
+  for (const auto& [base_interpreter, windows, chosen] : cases) {
+    client.base_interpreter = base_interpreter;
+    system.windows = windows;
+    EXPECT_EQ(_utility_subprocess_python_executable(), chosen);
+  }
+  client.base_interpreter.reset();
+  client.interpreter = windowless;
+  EXPECT_EQ(_utility_subprocess_python_executable(), with_console);
+}
+
+TEST_F(Launch, AnEarlyDeathIsToldInOneMessage) {
+  const std::string write = "import os, sys\nos.write(2, ";
+  const struct {
+    std::string script;
+    std::string message;
+  } cases[] = {
+      {"import sys\nsys.exit(3)", "\nProcess exited with code 3"},
+      {"print('only on standard output')", "\nProcess exited with code 0"},
+      {"import os\nos.kill(os.getpid(), 9)", "\nProcess exited with code -9"},
+      {write + "b'1\\n2\\n\\n 3\\n4\\n\\xff\\n5\\n6\\n')", "\n3\n4\n5\n6"},
+      {write + "b'ImportError: a\\xff\\nend of it\\n')", " ImportError: a"},
+      {"import not_there_at_all", " ModuleNotFoundError: No module named 'not_there_at_all'"},
+      // The reason comes from a descendant, after the death.
+      {"import os\nr, w = os.pipe()\nif os.fork(): os._exit(1)\n"
+       "os.close(w)\nos.read(r, 1)\nos.write(2, b'ValueError: late\\n')",
+       " ValueError: late"},
+  };
+  for (const auto& [script, message] : cases) {
+    EXPECT_EQ(run("dying", script), "Failed to start utility server: Utility 启动失败:" + message);
+  }
+  EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);  // no child is left
+}
+
+TEST_F(Launch, ADyingChildIsHeardOut) {
+  fakes::PipeStream source;
+  const auto child = std::make_shared<FakeHandle>(fakes::FakeInspection::first_pid);
+  child->on_error_stream = [&] { return source.stream(); };
+  system.on_spawn = [&] { return child; };
+  system.on_sleep = [&](double) { source.write("begun\n"); };
+  child->on_poll = [&] {
+    source.wait_until_read();
+    source.write("ValueError: all told\n");
+    source.end();
+    return 1;
+  };
+  EXPECT_EQ(launch({"program"}),
+            "Failed to start utility server: Utility 启动失败: ValueError: all told");
+}
+
+TEST_F(Launch, AFailedSpawnKeepsTheSystemsText) {
+  const auto no_program = client.directory.write("program", "exit 1\n");
+  ::chmod(no_program.c_str(), 0755);
+  const std::string prefix = "Failed to start utility server: ";
+  EXPECT_EQ(launch({"/missing/python"}),
+            prefix + "[Errno 2] No such file or directory: '/missing/python'");
+  EXPECT_EQ(launch({no_program}), prefix + "[Errno 8] Exec format error: '" + no_program + "'");
+  EXPECT_EQ(launch({"/bin/true", std::string("\0", 1)}), prefix + "embedded null byte");
+  system.on_spawn = []() -> std::shared_ptr<FakeHandle> {
+    throw platform::SubprocessError("out of order");
+  };
+  EXPECT_EQ(launch({"/bin/true"}), "Failed to start utility server process: out of order");
+}
+
+TEST_F(Launch, AChildWhoseOutputCantBeRelayedIsEnded) {
+  const auto child = std::make_shared<FakeHandle>(fakes::FakeInspection::first_pid);
+  child->on_error_stream = []() -> std::shared_ptr<platform::Stream> {
+    throw std::runtime_error("no thread");
+  };
+  system.on_spawn = [&] { return child; };
+  system.on_signal = [](std::int64_t, platform::Signal) {};
+  EXPECT_EQ(launch({"program"}), "Failed to start utility server: no thread");
+  ASSERT_EQ(system.signals.size(), 1u);
+  EXPECT_EQ(system.signals[0], std::pair(child->pid(), platform::Signal::kill));
+  EXPECT_EQ(child->waits, std::vector<std::optional<double>>({std::nullopt}));
+}
+
+TEST_F(Launch, ASurvivorIsGivenWithItsLines) {
+  const auto script = client.directory.write(
+      "staying.py", "import os, signal\nos.write(2, b'1\\n2\\n')\nsignal.pause()");
+  for (const bool windows : {false, true}) {
+    system.windows = windows;
+    const auto [process, buffer] = manager->_start_process({"/usr/bin/python3", script}, 8890);
+    buffer->wait_for_lines(60, 0);
+    EXPECT_EQ(buffer->lines(), Args({"1", "2"}));
+    EXPECT_EQ(process->poll(), std::nullopt);
+    process->terminate();
+    EXPECT_EQ(process->wait(60), -15);
+    buffer->wait_for_lines(60, 60);
+    EXPECT_TRUE(process->error_stream()->closed());
+  }
+  EXPECT_EQ(system.spawn_flags, std::vector<std::uint32_t>({0, 0x08000200}));
+}
+
+using LaunchPort = FakeProcessTest;
+
+TEST_F(LaunchPort, IsGivenBackByAFailure) {
+  adopt("kept", first_pid, 8890);
+  EXPECT_EQ(manager->used_ports(), std::set<std::int64_t>({8890}));
+  EXPECT_THROW(manager->_start_process({"/missing"}, 8890), RuntimeError);
+  EXPECT_EQ(manager->used_ports(), std::set<std::int64_t>());
+}

@@ -1,0 +1,95 @@
+#include "utility_manager/output_relay.h"
+
+#include <thread>
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include "tests/fakes/pipe_stream.h"
+
+using utility_manager::start_relay;
+using utility_manager::StderrBuffer;
+
+namespace {
+
+using Lines = std::vector<std::string>;
+
+constexpr double patience = 60;
+
+/// Relays `bytes` to its end; gives what went to the standard output.
+std::string relay(std::string_view bytes, const std::shared_ptr<StderrBuffer>& buffer) {
+  fakes::PipeStream source;
+  testing::internal::CaptureStdout();
+  start_relay(source.stream(), "UTILITY-STDERR", buffer);
+  source.write(bytes);
+  source.end();
+  buffer->wait_for_lines(patience, patience);
+  EXPECT_TRUE(source.stream()->closed());
+  return testing::internal::GetCapturedStdout();
+}
+
+}  // namespace
+
+TEST(OutputRelay, RelaysAndKeepsWholeLines) {
+  const std::string filler(64 * 1024 - 2, 'x');
+  const struct {
+    std::string bytes;
+    Lines lines;
+  } cases[] = {
+      {"", {}},
+      {"one\ntwo\n", {"one", "two"}},
+      {"no end", {"no end"}},
+      {"\n \t\r\n\xFF\n\xC2\x85\n", {}},
+      {"  begins\r\nends \t\xC2\xA0\x1F\n", {"  begins", "ends"}},
+      {"a\rb\x0B"
+       "c\x0C"
+       "d\xE2\x80\xA8"
+       "e\n",
+       {"a\rb\x0B"
+        "c\x0C"
+        "d\xE2\x80\xA8"
+        "e"}},
+      {"a\xFF"
+       "b\xC3\n\xC3\xA4\xED\xA0\x80!\n",
+       {"ab", "ä!"}},
+      {std::string("nul\0x\n", 6), {std::string("nul\0x", 5)}},
+      {filler + "ä\nb", {filler + "ä", "b"}},  // cut by the first read
+      {filler + filler + filler, {filler + filler + filler}},
+  };
+  for (const auto& [bytes, lines] : cases) {
+    const auto buffer = std::make_shared<StderrBuffer>();
+    std::string output;
+    for (const auto& line : lines) output += "[UTILITY-STDERR] " + line + "\n";
+    EXPECT_EQ(relay(bytes, buffer), output);
+    EXPECT_EQ(buffer->lines(), lines);
+  }
+}
+
+TEST(OutputRelay, AStreamThatIsNotBufferedAndOneThatIsNotThere) {
+  fakes::PipeStream source;
+  testing::internal::CaptureStdout();
+  start_relay(nullptr, "NOTHING", nullptr);
+  start_relay(source.stream(), "UTILITY-STDOUT", nullptr);
+  source.write("line\n");
+  source.end();
+  while (!source.stream()->closed()) std::this_thread::yield();
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "[UTILITY-STDOUT] line\n");
+}
+
+TEST(OutputRelay, GoesOnDrainingWhenTheOutputTakesNothing) {
+  auto broken = platform::make_pipe();
+  broken.read_end.close();
+  const platform::Descriptor original(::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3));
+  ::dup2(broken.write_end.number(), STDOUT_FILENO);
+  fakes::PipeStream source;
+  const auto buffer = std::make_shared<StderrBuffer>();
+  start_relay(source.stream(), "UTILITY-STDERR", buffer);
+  std::string bytes;
+  for (int i = 0; i < 100'000; ++i) bytes += "a line\n";
+  source.write(bytes);
+  source.end();
+  buffer->wait_for_lines(patience, patience);
+  ::dup2(original.number(), STDOUT_FILENO);
+  EXPECT_EQ(buffer->lines(), Lines(100'000, "a line"));
+}

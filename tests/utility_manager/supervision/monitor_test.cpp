@@ -1,0 +1,67 @@
+#include <filesystem>
+
+#include "platform/files.h"
+#include "tests/utility_manager/manager_fixture.h"
+
+class Monitor : public FakeProcessTest {
+ protected:
+  void SetUp() override {
+    FakeProcessTest::SetUp();
+    fake_children();
+    client.add_plugin("plugin", {utility("notes", {{"require_group_name", true}})});
+    manager->refresh_utility_registry();
+  }
+};
+
+TEST_F(Monitor, TakesTheDeadOffTheBooks) {
+  for (const char* group : {"0", "1", "2"}) start("notes", group);
+  adopt("alive", first_pid + 10, 9000);
+  adopt("dead", first_pid + 11, 9001);
+  adopt("replaced", first_pid + 12, 9002);
+  adopt("unaskable", first_pid + 13, 9003);
+  children[0]->on_poll = []() -> std::optional<int> { throw std::runtime_error("broken"); };
+  children[1]->terminate();  // what has its id now says nothing
+  inspection.processes[children[1]->pid()] = 1;
+  children[1]->on_poll = [] { return 0; };
+  inspection.processes.erase(first_pid + 11);
+  ++inspection.processes[first_pid + 12];
+  inspection.before = [&](const std::string& call, std::int64_t pid) {
+    if (call == "exists" && pid == first_pid + 13) throw std::runtime_error("broken");
+  };
+  system.let_monitor_pass();
+  EXPECT_EQ(manager->used_ports(), std::set<std::int64_t>({8890, 8892, 9000, 9003}));
+  EXPECT_EQ(manager->servers().size(), 4u);
+  EXPECT_FALSE(record("dead") || record("replaced"));
+  EXPECT_TRUE(platform::path_exists(manager->_state_file_path("alive")));
+  EXPECT_FALSE(platform::path_exists(manager->_state_file_path("dead")));
+  EXPECT_EQ(inspection.kills, std::vector<std::string>());
+
+  inspection.before = nullptr;
+  inspection.processes.erase(first_pid + 13);
+  children[0]->on_poll = [] { return 1; };
+  system.let_monitor_pass();
+  EXPECT_EQ(manager->used_ports(), std::set<std::int64_t>({8892, 9000}));
+  manager->_handle_server_died("dead");  // somebody was quicker
+  EXPECT_EQ(manager->servers().size(), 2u);
+}
+
+TEST_F(Monitor, IsOneThreadThatEndsAfterItsSleep) {
+  EXPECT_EQ(manager->monitor_thread(), nullptr);
+  manager->_start_monitoring();
+  const auto first = manager->monitor_thread();
+  manager->_start_monitoring();
+  EXPECT_EQ(manager->monitor_thread(), first);
+  system.let_monitor_pass();
+  manager->cleanup_all_servers();  // in vain: the monitor sleeps
+  EXPECT_TRUE(first->is_alive());
+  start("notes", "unwatched");
+  EXPECT_EQ(manager->monitor_thread(), first);
+  EXPECT_FALSE(manager->running());
+  system.wake_monitor();
+  first->join(60);
+  EXPECT_FALSE(first->is_alive());
+  start("notes", "watched");
+  EXPECT_TRUE(manager->running());
+  EXPECT_NE(manager->monitor_thread(), first);
+  EXPECT_TRUE(manager->monitor_thread()->is_alive());
+}

@@ -1,0 +1,306 @@
+#include <sys/prctl.h>
+#include <sys/wait.h>
+
+#include "platform/child_process.h"
+#include "platform/failures.h"
+#include "platform/native_inspection.h"
+#include "tests/fakes/fake_client.h"
+#include "tests/fakes/fake_system.h"
+#include "tests/platform/child.h"
+#include "utility_manager/utility_manager.h"
+
+using fakes::FakeHandle;
+using fakes::FakeInspection;
+using platform::Signal;
+using utility_manager::UtilityServerManager;
+
+namespace {
+
+using Signals = std::vector<std::pair<std::int64_t, Signal>>;
+using Lines = std::vector<std::string>;
+
+bool is_alive(std::int64_t pid) {
+  return UtilityServerManager::_is_process_alive(pid);
+}
+bool kill_tree(std::int64_t pid) {
+  return UtilityServerManager::_kill_process_tree(pid);
+}
+
+bool stop(const std::shared_ptr<platform::ProcessHandle>& process, std::int64_t pid) {
+  return UtilityServerManager::_stop_utility_process(process, pid);
+}
+
+/// A process whose parent is another child of ours, which collects it at once and then ends.
+struct Stranger {
+  std::shared_ptr<platform::ChildProcess> parent;
+  std::int64_t pid = 0;
+
+  explicit Stranger(const std::string& disposition)
+      : parent(start_python("import os, signal, sys\n"
+                            "if pid := os.fork(): os.waitpid(pid, 0)\n"
+                            "else:\n  signal.signal(signal.SIGTERM, signal." +
+                            disposition + ")\n  print(os.getpid(), flush=True)\n  signal.pause()")),
+        pid(std::stoll(next_line(*parent->output_stream()))) {}
+};
+
+}  // namespace
+
+class AnyLayer : public testing::TestWithParam<const char*> {
+ protected:
+  /// Orphans become ours instead of a lazy init's.
+  void SetUp() override { ::prctl(PR_SET_CHILD_SUBREAPER, 1); }
+  void TearDown() override { ::prctl(PR_SET_CHILD_SUBREAPER, 0); }
+
+  bool is_absent() const { return std::string(GetParam()) == "none"; }
+
+  fakes::LibraryInspection library;
+  fakes::FakeSystem system;
+  fakes::FakeClient client{is_absent()                            ? nullptr
+                           : std::string(GetParam()) == "library" ? &library
+                                                                  : platform::native_inspection()};
+};
+
+INSTANTIATE_TEST_SUITE_P(Layers, AnyLayer, testing::Values("native", "library", "none"),
+                         [](const auto& layer) { return layer.param; });
+
+TEST_P(AnyLayer, Liveness) {
+  const auto child = start_shell("exec sleep 1000");
+  EXPECT_TRUE(is_alive(child->pid()));
+  EXPECT_TRUE(is_alive(::getpid()));
+  child->kill();
+  wait_for_zombie(*child);
+  EXPECT_TRUE(is_alive(child->pid()));
+  child->poll();
+  for (const auto pid : {child->pid(), std::int64_t{0}, std::int64_t{-1}, -std::int64_t{getpid()},
+                         (std::int64_t{1} << 32) + 1, INT64_MIN, INT64_MAX}) {
+    EXPECT_FALSE(is_alive(pid)) << pid;
+    EXPECT_TRUE(kill_tree(pid)) << pid;
+    EXPECT_TRUE(stop(nullptr, pid)) << pid;
+  }
+  EXPECT_EQ(system.signals, Signals());
+}
+
+TEST_P(AnyLayer, AnOwnChildIsAskedToEndAndItsDescendantsAreLeftAlone) {
+  const auto child = start_shell("sleep 1000 & echo $!; wait");
+  const auto bystander = start_shell("exec sleep 1000");
+  const auto descendant = std::stoll(next_line(*child->output_stream()));
+  EXPECT_TRUE(stop(child, bystander->pid()));  // the handle goes before the id
+  EXPECT_EQ(child->returncode(), -SIGTERM);
+  EXPECT_EQ(bystander->poll(), std::nullopt);
+  EXPECT_TRUE(is_alive(descendant));
+  EXPECT_EQ(system.signals, Signals());
+  ::kill(static_cast<pid_t>(descendant), SIGKILL);
+  ::waitpid(static_cast<pid_t>(descendant), nullptr, 0);
+  bystander->kill();
+  bystander->wait(60);
+}
+
+TEST_P(AnyLayer, AnEndedChildIsCollected) {
+  const auto child = start_shell("exit 5");
+  wait_for_zombie(*child);
+  EXPECT_TRUE(stop(child, 0));
+  EXPECT_EQ(child->returncode(), 5);
+  EXPECT_TRUE(stop(child, 0));
+  EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);
+}
+
+TEST_P(AnyLayer, AStrangerIsEndedByItsId) {
+  const Stranger stranger("SIG_DFL");
+  system.on_sleep = [&](double) { stranger.parent->wait(60); };  // it has gone by the next look
+  EXPECT_TRUE(stop(nullptr, stranger.pid));
+  EXPECT_FALSE(is_alive(stranger.pid));
+  EXPECT_EQ(system.signals, is_absent() ? Signals({{stranger.pid, Signal::terminate}}) : Signals());
+  EXPECT_EQ(stranger.parent->wait(60), 0);
+}
+
+TEST_P(AnyLayer, AStubbornStrangerIsKilled) {
+  const Stranger stranger("SIG_IGN");
+  const double begin = system.wall_clock();
+  const bool gone = kill_tree(stranger.pid);
+  EXPECT_EQ(stranger.parent->wait(60), 0);
+  EXPECT_FALSE(is_alive(stranger.pid));
+  if (is_absent()) {
+    EXPECT_GE(system.wall_clock(), begin + 4.99);
+    EXPECT_LE(system.wall_clock(), begin + 5.11);
+    EXPECT_EQ(system.signals,
+              Signals({{stranger.pid, Signal::terminate}, {stranger.pid, Signal::kill}}));
+  } else {
+    EXPECT_TRUE(gone);
+    EXPECT_EQ(system.wall_clock(), begin);
+    EXPECT_EQ(system.signals, Signals());
+  }
+}
+
+TEST_P(AnyLayer, ATreeIsEndedOnlyByALayer) {
+  const auto root = start_shell("sh -c 'sleep 1000 & echo $!; wait' & exec sleep 1000");
+  const auto leaf = std::stoll(next_line(*root->output_stream()));
+  system.on_sleep = [&](double) { root->wait(60); };
+  EXPECT_TRUE(kill_tree(root->pid()));
+  EXPECT_EQ(root->wait(60), is_absent() ? -SIGTERM : -SIGKILL);
+  EXPECT_EQ(is_alive(leaf), is_absent());
+  if (is_absent()) ::kill(static_cast<pid_t>(leaf), SIGKILL);
+  while (is_absent() && ::waitpid(-1, nullptr, 0) > 0) continue;
+  EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);  // a layer has collected all of it
+}
+
+/// Processes that exist only here, and a system that obeys the tests.
+class ProcessControl : public testing::Test {
+ protected:
+  static constexpr auto pid = FakeInspection::first_pid;
+
+  void SetUp() override {
+    inspection.processes = {{pid, 0}, {pid + 1, 0}, {pid + 2, 0}};
+    inspection.descendants[pid] = {pid + 1, pid + 2};
+    system.on_signal = [this](std::int64_t id, Signal signal) {
+      if (signal == Signal::kill) inspection.processes.erase(id);
+    };
+    system.on_command = [this] { inspection.processes.erase(pid); };
+  }
+
+  void fail_at(const std::string& call, std::function<void()> failure) {
+    inspection.before = [call, failure](const std::string& asked, std::int64_t) {
+      if (asked == call) failure();
+    };
+  }
+
+  FakeInspection inspection;
+  fakes::FakeSystem system;
+  fakes::FakeClient client{&inspection};
+};
+
+const Lines whole_tree = {"kill 8388609", "kill 8388610", "kill 8388608", "wait 5.0"};
+
+TEST_F(ProcessControl, ATreeIsKilledFromItsLeavesOn) {
+  EXPECT_TRUE(kill_tree(pid));
+  EXPECT_EQ(inspection.kills, whole_tree);
+  EXPECT_EQ(system.signals, Signals());
+
+  inspection.kills.clear();
+  SetUp();
+  inspection.stubborn = {pid + 1, pid};
+  EXPECT_TRUE(kill_tree(pid));  // by the platform's own means
+  auto twice = whole_tree;
+  twice.insert(twice.end(), {"kill 8388609", "kill 8388608"});
+  EXPECT_EQ(inspection.kills, twice);
+  EXPECT_EQ(system.signals, Signals({{pid, Signal::terminate}, {pid, Signal::kill}}));
+}
+
+TEST_F(ProcessControl, FailuresOfTheLayer) {
+  const auto gone = [] { throw host::NoSuchProcess("gone"); };
+  const auto denied = [] { throw host::AccessDenied("refused"); };
+  const auto broken = [] { throw std::runtime_error("broken"); };
+  const auto passes = std::optional<bool>();
+  const struct {
+    const char* call;
+    std::function<void()> failure;
+    std::optional<bool> result;
+    std::size_t platform_calls;  ///< taskkill, or SIGTERM and SIGKILL
+    Lines kills;
+  } cases[] = {
+      {"descendants", gone, true, 0, {}},
+      {"descendants", denied, true, 1, {}},
+      {"descendants", broken, true, 1, {}},
+      {"kill", gone, true, 1, {}},
+      {"kill", denied, true, 1, {}},
+      {"kill", broken, passes, 0, {"kill 8388609"}},
+      {"wait_procs", broken, passes, 0, whole_tree},
+      {"wait_procs", gone, passes, 0, whole_tree},
+  };
+  for (const bool windows : {false, true}) {
+    system.windows = windows;
+    for (const auto& [call, failure, result, platform_calls, kills] : cases) {
+      SetUp();
+      inspection.kills.clear();
+      system.signals.clear();
+      system.commands.clear();
+      fail_at(call, failure);
+      if (result) {
+        EXPECT_EQ(kill_tree(pid), *result) << call;
+      } else {
+        EXPECT_THROW(kill_tree(pid), std::runtime_error) << call;
+      }
+      EXPECT_EQ(system.signals.size(), windows ? 0 : 2 * platform_calls) << call;
+      EXPECT_EQ(system.commands.size(), windows ? platform_calls : 0) << call;
+      if (!result) {
+        EXPECT_EQ(inspection.kills, kills) << call;
+      }
+    }
+  }
+  for (const char* call : {"pid_exists", "process", "is_running"}) {
+    fail_at(call, broken);
+    EXPECT_FALSE(is_alive(pid)) << call;
+  }
+}
+
+TEST_F(ProcessControl, AProcessThatVanishesMeanwhile) {
+  int looks = 0;
+  fail_at("process", [&] {
+    if (++looks == 2) inspection.processes.clear();  // after the liveness test
+  });
+  EXPECT_TRUE(kill_tree(pid));
+  EXPECT_EQ(inspection.kills, Lines());
+  EXPECT_EQ(system.signals, Signals());
+
+  inspection.before = nullptr;
+  for (const auto lost : {Signal::terminate, Signal::kill}) {
+    SetUp();
+    inspection.stubborn = {pid};
+    system.on_signal = [lost](std::int64_t, Signal signal) {
+      if (signal == lost) throw platform::ProcessLookupError();
+    };
+    EXPECT_TRUE(kill_tree(pid));
+    EXPECT_EQ(system.signals.back(), std::pair(pid, lost));
+    EXPECT_TRUE(is_alive(pid));
+  }
+}
+
+TEST_F(ProcessControl, WhatCantBeEndedIsToldSo) {
+  inspection.stubborn = {pid};
+  system.on_signal = [](std::int64_t, Signal) { throw platform::SystemError(1); };
+  EXPECT_FALSE(kill_tree(pid));
+  EXPECT_EQ(system.signals.size(), 1u);
+  system.windows = true;
+  system.on_command = [] { throw std::runtime_error("too long"); };
+  EXPECT_FALSE(kill_tree(pid));
+  EXPECT_EQ(system.commands, Lines({"taskkill /F /T /PID 8388608 15.0 134217728"}));
+}
+
+TEST_F(ProcessControl, WindowsEndsTheTreeWithoutALayerToo) {
+  fakes::FakeClient without_layer(nullptr);
+  system.windows = true;
+  const auto root = start_shell("exec sleep 1000");
+  system.on_command = [&] {
+    root->kill();
+    root->wait(60);
+  };
+  EXPECT_TRUE(kill_tree(root->pid()));
+  EXPECT_EQ(system.commands.size(), 1u);
+  EXPECT_EQ(system.signals, Signals());
+}
+
+TEST_F(ProcessControl, PoliteStops) {
+  std::optional<int> code;
+  const auto child = std::make_shared<FakeHandle>(pid);
+  child->on_poll = [&] { return code; };
+  EXPECT_TRUE(stop(child, 7));  // it hangs for the whole wait
+  EXPECT_EQ(child->waits, std::vector<std::optional<double>>({5.0}));
+  EXPECT_EQ(inspection.kills, whole_tree);
+
+  SetUp();
+  child->on_terminate = [] { throw platform::SystemError(1); };
+  EXPECT_TRUE(stop(child, 0));
+  EXPECT_EQ(child->waits.size(), 1u);
+  EXPECT_FALSE(is_alive(pid));
+
+  SetUp();
+  inspection.kills.clear();
+  child->on_terminate = [&] { code = 0; };
+  EXPECT_TRUE(stop(child, 0));
+  EXPECT_EQ(inspection.kills, Lines());
+
+  child->on_poll = []() -> std::optional<int> { throw std::runtime_error("can't be asked"); };
+  EXPECT_THROW(stop(child, 0), std::runtime_error);
+  const auto no_id = std::make_shared<FakeHandle>(0);
+  EXPECT_TRUE(stop(no_id, 0));
+  EXPECT_THROW(stop(child, pid), std::runtime_error);
+}

@@ -9,7 +9,7 @@ from velmora_client.utils.local import DEFAULT_GUI_PORT, set_gui_addr
 from velmora_utility.output import keep_output_working
 
 from velmora_studio.application import make_application
-from velmora_studio.instances import Entry
+from velmora_studio.instances import Instance
 from velmora_studio.operations import Operations
 from velmora_studio.server import HOST, StudioServer, open_listener
 
@@ -33,7 +33,7 @@ def main() -> int:
 
 async def serve(manager: Any, listener: socket.socket, port: int) -> None:
     operations = Operations(manager)
-    adopted = await operations.listing()
+    adopted = await operations.instances()
 
     def tell_started() -> None:
         if adopted:
@@ -51,13 +51,14 @@ async def serve(manager: Any, listener: socket.socket, port: int) -> None:
         say(f"Goes on running: {names_of(left)}")
 
 
-def names_of(entries: list[Entry]) -> str:
+def names_of(instances: list[Instance]) -> str:
     """Each with its group, where it has one."""
-    names = []
-    for entry in entries:
-        group = entry.get("group_name")
-        names.append(f"{entry['utility_name']} ({group})" if group else str(entry["utility_name"]))
-    return ", ".join(names)
+    return ", ".join(
+        f"{instance.utility_name} ({instance.group_name})"
+        if instance.group_name
+        else str(instance.utility_name)
+        for instance in instances
+    )
 
 
 def say(text: str) -> None:

@@ -30,7 +30,7 @@ class Access:
 
     def may_use(self, utility_name: str, group_name: str | None) -> bool:
         """Whether the utility is shown to the user, without group or for this group."""
-        places = [None] if group_name is None else [None, group_name]
+        places: list[str | None] = [None] if group_name is None else [None, group_name]
         return any(utility_name in self._shown_at(place) for place in places)
 
     def remembers(self, group_name: str | None) -> bool:

@@ -1,11 +1,9 @@
-"""Addresses of utilities within the Studio: /utility/<name>/... and /group_utility/<group>/<name>/..."""
+"""Addresses of utilities: /utility/<name>/... and /group_utility/<group>/<name>/..."""
 
 from dataclasses import dataclass
-from functools import cached_property
 from urllib.parse import quote, unquote_to_bytes
 
 NAMES_BY_KIND = {b"utility": 1, b"group_utility": 2}
-KEPT_BY_BROWSERS = "!$&'()*+,:=@"  # in a path, beside letters, digits and "-._~"
 
 
 @dataclass(frozen=True)
@@ -14,18 +12,15 @@ class Address:
 
     utility_name: str
     group_name: str | None
-    path: bytes  # behind the prefix, as it was sent; empty where even the slash is missing
-
-    @cached_property
-    def prefix(self) -> str:
-        """The Studio's part of the path, as browsers write it, without a slash at its end."""
-        return prefix_of(self.utility_name, self.group_name)
+    prefix: str  # the Studio's part of the path as it was sent, without a slash at its end
+    path: bytes  # the rest, as it was sent; empty where even the slash is missing
 
 
 def prefix_of(utility_name: str, group_name: str | None) -> str:
+    """The prefix to send the user to."""
     names = [utility_name] if group_name is None else [group_name, utility_name]
     kind = "utility" if group_name is None else "group_utility"
-    return "/".join(["", kind, *(quote(name, safe=KEPT_BY_BROWSERS) for name in names)])
+    return "/".join(["", kind, *(quote(name, safe="") for name in names)])
 
 
 def raw_path_of(scope: dict) -> bytes:
@@ -48,4 +43,6 @@ def parse_address(raw_path: bytes) -> Address | None:
     if len(names) < count or not all(names):
         return None
     path = b"/" + pieces[count] if len(pieces) > count else b""
-    return Address(names[-1], names[0] if count == 2 else None, path)
+    # Prefixes go into cookies, where a semicolon would end them.
+    prefix = raw_path.removesuffix(path).replace(b";", b"%3B").decode("latin-1")
+    return Address(names[-1], names[0] if count == 2 else None, prefix, path)

@@ -1,4 +1,4 @@
-"""Forwards HTTP requests to utilities. Bodies stream in both directions, for as long as it takes."""
+"""Forwards HTTP requests to utilities. Bodies stream both ways, for as long as it takes."""
 
 from typing import Any
 
@@ -28,7 +28,7 @@ class HttpForwarder:
             instance = await self._targets.find(address)
             await self._forward(address, instance, scope, receive, send)
         except NotForwarded as reason:
-            await self._targets.notice(address, reason).send(scope, send)
+            await self._targets.notice(address, reason).send(scope, receive, send)
 
     async def _add_slash(self, address: Address, scope: dict, send: Any) -> None:
         query = scope["query_string"]

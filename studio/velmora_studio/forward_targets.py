@@ -36,7 +36,12 @@ class Targets:
         return self._why_nothing_runs(address)
 
     def notice(self, address: Address, reason: NotForwarded) -> Notice:
-        return Notice(address, reason, get_default_language())
+        language = get_default_language()
+        info = self._operations.manager.utility_registry.get(address.utility_name, {})
+        title = info.get("title" if language == "zh" else "en_title") or info.get("title")
+        # A utility that the user may not use tells him no more than its name.
+        name = address.utility_name
+        return Notice(address, reason, name if reason.cause.is_final else title or name, language)
 
     def _why_nothing_runs(self, address: Address) -> NotForwarded:
         end = self._operations.last_words.last_end(address.utility_name, address.group_name)

@@ -1,5 +1,6 @@
 """Forwards WebSockets to utilities: messages as they are, and the way in which they end."""
 
+from dataclasses import dataclass
 from typing import Any
 
 from websockets.exceptions import ConnectionClosed, InvalidHandshake, InvalidStatusCode
@@ -33,7 +34,7 @@ class WebSocketForwarder:
         except InvalidStatusCode as refusal:
             await answer(scope, send, refusal.status_code, b"", [])
         except NotForwarded as reason:
-            await self._targets.notice(address, reason).send(scope, send)
+            await self._targets.notice(address, reason).send(scope, receive, send)
         else:
             try:
                 await receive()  # the browser's request to connect
@@ -84,35 +85,49 @@ class WebSocketForwarder:
         }
 
 
+@dataclass(frozen=True)
+class _End:
+    """How a WebSocket has ended: who left, and what was said."""
+
+    by_browser: bool
+    code: int
+    reason: str = ""
+
+
 async def _relay(receive: Any, send: Any, utility: WebSocketClientProtocol) -> None:
-    """Until either side has closed; the other is told how."""
-    await until_first_ends(_relay_to_utility(receive, utility), _relay_to_browser(send, utility))
+    """Until either side has left; the other is told how."""
+    end = await until_first_ends(_from_browser(receive, utility), _from_utility(send, utility))
+    if end.by_browser:
+        await utility.close(TO_UTILITY.get(end.code, end.code), end.reason)
+    else:
+        code = TO_BROWSER.get(end.code, end.code)
+        await send({"type": "websocket.close", "code": code, "reason": end.reason})
 
 
-async def _relay_to_utility(receive: Any, utility: WebSocketClientProtocol) -> None:
+async def _from_browser(receive: Any, utility: WebSocketClientProtocol) -> _End:
     while (message := await receive())["type"] == "websocket.receive":
         text = message.get("text")
         try:
             await utility.send(message["bytes"] if text is None else text)
-        except ConnectionClosed:
-            return  # the other direction tells the browser
-    code = message["code"]
-    await utility.close(TO_UTILITY.get(code, code))
+        except ConnectionClosed as end:
+            return _End(False, end.code, end.reason)
+    return _End(True, message["code"])
 
 
-async def _relay_to_browser(send: Any, utility: WebSocketClientProtocol) -> None:
+async def _from_utility(send: Any, utility: WebSocketClientProtocol) -> _End:
     while True:
         try:
             data = await utility.recv()
         except ConnectionClosed as end:
-            code = TO_BROWSER.get(end.code, end.code)
-            await send({"type": "websocket.close", "code": code, "reason": end.reason})
-            return
-        kind = "text" if isinstance(data, str) else "bytes"
+            return _End(False, end.code, end.reason)
         try:
-            await send({"type": "websocket.send", kind: data})
-        except ConnectionClosed:
-            return  # the other direction tells the utility
+            await send({"type": "websocket.send", _kind(data): data})
+        except ConnectionClosed as end:
+            return _End(True, end.code, end.reason)
+
+
+def _kind(data: str | bytes) -> str:
+    return "text" if isinstance(data, str) else "bytes"
 
 
 def _uri(address: Address, port: int, query: bytes) -> str:
@@ -121,7 +136,6 @@ def _uri(address: Address, port: int, query: bytes) -> str:
 
 
 def _text_headers(headers: list[tuple[bytes, bytes]]) -> list[tuple[str, str]]:
-    own = (b"host", b"user-agent")
     return [
         (name.decode(), value.decode("latin-1"))
         for name, value in headers

@@ -1,4 +1,4 @@
-"""Who may talk to the Studio: programs of this computer, and pages that come from the Studio itself.
+"""Who may talk to the Studio: programs of this computer, and pages that come from the Studio.
 
 Any page in the user's browser can send requests to this computer, or give a name of its own this
 computer's address. So the host that a request names must be one of the Studio's, and so must the

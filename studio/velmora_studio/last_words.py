@@ -37,17 +37,24 @@ class LastWords:
         self._on_end = on_end
         self._collecting = threading.Lock()  # held until the text is safe
         self._watched: dict[str, Instance] = {}
+        self._expected: set[str] = set()  # ends that will be no news
         self._ends: dict[str, End] = {}
 
     def watch(self, instance: Instance) -> None:
         """In the event loop's thread."""
-        if instance.server_id not in self._watched and instance.server_id not in self._ends:
-            self._watched[instance.server_id] = instance
+        server_id = instance.server_id
+        if not any(server_id in known for known in (self._watched, self._expected, self._ends)):
+            self._watched[server_id] = instance
             self._watch_process(instance)
 
-    def forget(self, server_id: str) -> None:
+    def expect_end(self, server_id: str) -> None:
         """The end of this instance will be no news: it is being stopped."""
+        self._expected.add(server_id)
         self._watched.pop(server_id, None)
+
+    def expect_no_end(self, server_id: str) -> None:
+        """It could not be stopped. The next listing has it watched again."""
+        self._expected.discard(server_id)
 
     def end_of(self, server_id: str) -> End | None:
         return self._ends.get(server_id)

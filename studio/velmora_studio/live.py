@@ -6,10 +6,11 @@ from collections.abc import AsyncIterator
 from typing import Any
 
 from starlette.responses import Response
+from starlette.types import Receive, Scope, Send
 
 from velmora_studio.answers import json_text
 from velmora_studio.operations import Operations
-from velmora_studio.studio_state import describe_studio, may_see, show_places, show_running
+from velmora_studio.studio_state import describe_studio, show_places, show_running
 from velmora_studio.upstream import until_first_ends
 
 SAMPLE_SECONDS = 2.0
@@ -134,19 +135,19 @@ class LiveAnswer(Response):
         self._live = live
         self._client = Client(group_name)
 
-    async def __call__(self, scope: dict, receive: Any, send: Any) -> None:
+    async def __call__(self, scope: Scope, receive: Receive, send: Send) -> None:
         self._live.add(self._client)
         try:
             await until_first_ends(self._send(send), self._wait_for_end(receive))
         finally:
             self._live.remove(self._client)
 
-    async def _send(self, send: Any) -> None:
+    async def _send(self, send: Send) -> None:
         start = {"type": "http.response.start", "status": 200, "headers": self.raw_headers}
         await send(start)
         async for piece in self._client.pieces():
             await send({"type": "http.response.body", "body": piece, "more_body": True})
 
-    async def _wait_for_end(self, receive: Any) -> None:
+    async def _wait_for_end(self, receive: Receive) -> None:
         while (await receive())["type"] != "http.disconnect":
             pass

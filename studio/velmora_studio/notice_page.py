@@ -1,14 +1,29 @@
 """What stands in a utility's place when there is nothing to forward to."""
 
-import json
-import secrets
 from dataclasses import dataclass
 from enum import Enum
 from html import escape
+from pathlib import Path
 from typing import Any
 
 from velmora_studio.answers import answer, answer_json
 from velmora_studio.forward_address import Address
+from velmora_studio.guard import with_own_page_headers
+
+PAGE = Path(__file__).resolve().parent / "page"
+PLAIN_PAGE = """<!DOCTYPE html>
+<html lang="{language}">
+<head>
+<meta charset="utf-8">
+<meta name="viewport" content="width=device-width, initial-scale=1">
+<title>{title}</title>
+<link rel="stylesheet" href="/page/css/tokens.css">
+<link rel="stylesheet" href="/page/css/base.css">
+<link rel="stylesheet" href="/page/css/absent.css">
+</head>
+<body><main class="absent"><h1>{title}</h1><p>{message}</p></main></body>
+</html>
+"""
 
 
 class Cause(Enum):
@@ -16,44 +31,20 @@ class Cause(Enum):
 
     unknown = 404, "There is no utility '{name}'.", "没有名为“{name}”的工具。"
     refused = 403, "You may not use the utility '{name}'.", "您无权使用工具“{name}”。"
+    bad_request = 400, "The request can't be forwarded.", "无法转发该请求。"
     stopped = 503, "The utility '{name}' is not running.", "工具“{name}”没有运行。"
     ended = 502, "The utility '{name}' has ended by itself.", "工具“{name}”已自行结束。"
-    silent = 502, "The utility '{name}' runs, but does not answer.", "工具“{name}”正在运行，但没有应答。"
-    malformed = 502, "The utility '{name}' gave no proper answer.", "工具“{name}”的应答无法识别。"
-    bad_request = 400, "The request can't be forwarded.", "无法转发该请求。"
+    silent = 502, "The utility '{name}' runs, but does not answer.", "工具“{name}”没有应答。"
+    malformed = 502, "The utility '{name}' gave no proper answer.", "工具“{name}”的应答无效。"
 
     @property
     def status(self) -> int:
         return self.value[0]
 
-
-OFFERS_START = {Cause.stopped, Cause.ended}
-STYLE = """
-body { font: 16px/1.5 system-ui, sans-serif; color: #22303c; background: #f6f8fa; margin: 0;
-       display: grid; place-items: center; min-height: 100vh; }
-main { background: #fff; border-radius: 10px; padding: 1.5rem 2rem; max-width: 44rem;
-       box-shadow: 0 1px 4px #0002; }
-h1 { font-size: 1.2rem; margin: 0 0 .75rem; }
-pre { background: #f1f4f7; border-radius: 6px; padding: .75rem; overflow: auto; max-height: 50vh; }
-button { font: inherit; background: #1769aa; color: #fff; border: 0; border-radius: 6px;
-         padding: .4rem 1rem; cursor: pointer; } button:disabled { opacity: .6; }
-#said { color: #b3261e; white-space: pre-wrap; }
-"""
-# With an attempt under way the page comes anew until the utility answers.
-SCRIPT = """
-const button = document.querySelector("button"), said = document.querySelector("#said");
-if (RETRY) setTimeout(() => location.reload(), 1000);
-button?.addEventListener("click", async () => {
-  button.disabled = true;
-  said.textContent = "";
-  const answer = await fetch("/api/utility/start", {
-    method: "POST", headers: {"Content-Type": "application/json"}, body: JSON.stringify(PLACE),
-  }).catch(() => null);
-  if (answer?.ok || answer?.status === 409) return location.reload();
-  said.textContent = (await answer?.json().catch(() => null))?.detail ?? "-";
-  button.disabled = false;
-});
-"""
+    @property
+    def is_final(self) -> bool:
+        """Neither a start nor another attempt would help."""
+        return self in (Cause.unknown, Cause.refused, Cause.bad_request)
 
 
 class NotForwarded(Exception):
@@ -71,55 +62,45 @@ class Notice:
 
     address: Address
     reason: NotForwarded
+    title: str
     language: str
 
-    async def send(self, scope: dict, send: Any) -> None:
-        cause = self.reason.cause
+    async def send(self, scope: dict, receive: Any, send: Any) -> None:
         if scope["type"] == "http" and wants_page(scope):
-            await self._send_page(scope, send)
+            await with_own_page_headers(self._send_page)(scope, receive, send)
             return
-        content = {"detail": self._text(1)}
-        if cause is Cause.ended:
+        content = {"detail": self._message(1)}
+        if self.reason.cause is Cause.ended:
             content["digest"] = self.reason.last_words
-        await answer_json(scope, send, cause.status, content)
+        await answer_json(scope, send, self.reason.cause.status, content)
 
-    async def _send_page(self, scope: dict, send: Any) -> None:
-        nonce = secrets.token_urlsafe(16)
-        policy = (
-            f"default-src 'none'; style-src 'nonce-{nonce}'; script-src 'nonce-{nonce}'; "
-            "connect-src 'self'; base-uri 'none'; frame-ancestors 'self'"
-        )
-        headers = [
-            (b"content-type", b"text/html; charset=utf-8"),
-            (b"content-security-policy", policy.encode()),
-            (b"x-content-type-options", b"nosniff"),
-            (b"cache-control", b"no-store"),
-        ]
-        await answer(scope, send, self.reason.cause.status, self._page(nonce).encode(), headers)
+    async def _send_page(self, scope: dict, receive: Any, send: Any) -> None:
+        headers = [(b"content-type", b"text/html; charset=utf-8"), (b"cache-control", b"no-store")]
+        await answer(scope, send, self.reason.cause.status, self._page().encode(), headers)
 
-    def _page(self, nonce: str) -> str:
-        chinese = self.language == "zh"
-        text = escape(self._text(2 if chinese else 1))
-        words = f"<pre>{escape(self.reason.last_words)}</pre>" if self.reason.last_words else ""
-        start = f"<button>{'启动' if chinese else 'Start it'}</button>"
-        return (
-            f'<!DOCTYPE html>\n<html lang="{self.language}">\n<head>\n<meta charset="utf-8">\n'
-            f"<title>{text}</title>\n<style nonce='{nonce}'>{STYLE}</style>\n</head>\n<body>\n<main>"
-            f"<h1>{text}</h1>{words}{start if self.reason.cause in OFFERS_START else ''}"
-            f"<p id='said' role='alert'></p></main>\n"
-            f"<script nonce='{nonce}'>{self._constants()}{SCRIPT}</script>\n</body>\n</html>\n"
-        )
-
-    def _text(self, language: int) -> str:
-        return self.reason.cause.value[language].format(name=self.address.utility_name)
-
-    def _constants(self) -> str:
-        place = {
+    def _page(self) -> str:
+        message = self._message(2 if self.language == "zh" else 1)
+        if self.reason.cause.is_final:
+            texts = {"language": self.language, "title": self.title, "message": message}
+            return PLAIN_PAGE.format(**{key: escape(text) for key, text in texts.items()})
+        texts = {
+            "title": self.title,
+            "message": message,
+            "lines": self.reason.last_words,
             "utility_name": self.address.utility_name,
             "group_name": self.address.group_name or "",
         }
-        retry = json.dumps(self.reason.cause is Cause.silent)
-        return f"const PLACE = {json.dumps(place)}, RETRY = {retry};".replace("<", "\\u003c")
+        return filled((PAGE / "absent.html").read_text(encoding="utf-8"), texts)
+
+    def _message(self, language: int) -> str:
+        return self.reason.cause.value[language].format(name=self.address.utility_name)
+
+
+def filled(template: str, texts: dict[str, str]) -> str:
+    """The template with each `{{key}}` replaced; what looks like a key in a text stays as it is."""
+    start, *rest = template.split("{{")
+    parts = [piece.partition("}}") for piece in rest]
+    return start + "".join(escape(texts[key]) + tail for key, _, tail in parts)
 
 
 def wants_page(scope: dict) -> bool:

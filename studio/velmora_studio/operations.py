@@ -1,6 +1,7 @@
 """The manager's operations for an event loop: on worker threads, and with what they change told."""
 
 import asyncio
+import contextlib
 import time
 from collections.abc import Callable, Coroutine
 from typing import Any, TypeVar
@@ -50,6 +51,12 @@ class Operations:
         self.note_listing(entries, changes)
         return entries
 
+    async def instances(self) -> list[Instance]:
+        """What runs; what was last known to run, if that can't be found out."""
+        with contextlib.suppress(TimeoutError):
+            await self.table.renew()
+        return self.table.all()
+
     def note_listing(self, entries: list[Entry], changes_before: int) -> None:
         self.table.take(entries, changes_before)
         for instance in self.table.all():
@@ -81,16 +88,16 @@ class Operations:
     async def refresh(self, reload_plugins: Callable[[], None]) -> None:
         await self._to_its_end(self._refresh(reload_plugins))
 
-    async def end(self) -> tuple[list[Entry], list[Entry]]:
+    async def end(self) -> tuple[list[Instance], list[Instance]]:
         """Ends what doesn't outlive the Studio, after the operations under way. Gives what was
         stopped and what goes on."""
         await asyncio.gather(*self._tasks, return_exceptions=True)
-        before = await self.listing()
-        self._forget(entry["server_id"] for entry in before)
+        before = await self.instances()
+        for instance in before:
+            self.last_words.expect_end(instance.server_id)
         await self._change(self.manager.cleanup_all_servers)
-        after = await self._change(self.manager.list_utility_servers)
-        left = {entry["server_id"] for entry in after}
-        return [entry for entry in before if entry["server_id"] not in left], after
+        after = await self.instances()
+        return [instance for instance in before if instance not in after], after
 
     async def _start(self, utility_name: str, group_name: str, config: dict) -> dict[str, Any]:
         place = {"utility_name": utility_name, "group_name": group_name}
@@ -110,18 +117,22 @@ class Operations:
         return result
 
     async def _stop(self, server_id: str) -> bool:
-        self._forget([server_id])
+        self.last_words.expect_end(server_id)
         stopped = await self._change(self.manager.stop_utility_server, server_id)
         if stopped:
             self.table.note_ended(server_id)
+        else:
+            self.last_words.expect_no_end(server_id)
         self.on_change()
         return stopped
 
     async def _stop_all(self) -> None:
-        self._forget(instance.server_id for instance in self.table.all())
+        for entry in await self.listing():
+            self.last_words.expect_end(entry["server_id"])
         await self._change(self.manager.stop_all_utility_servers)
         self.table.changes += 1
-        await self.listing()
+        for entry in await self.listing():
+            self.last_words.expect_no_end(entry["server_id"])
         self.on_change()
 
     async def _refresh(self, reload_plugins: Callable[[], None]) -> None:
@@ -139,10 +150,6 @@ class Operations:
         self._tasks.add(task)
         task.add_done_callback(self._tasks.discard)
         return await asyncio.shield(task)
-
-    def _forget(self, server_ids: Any) -> None:
-        for server_id in server_ids:
-            self.last_words.forget(server_id)
 
     def _note_start(self, utility_name: str, group_name: str, result: dict[str, Any]) -> None:
         # A utility that doesn't run per group is started without the group that was given.

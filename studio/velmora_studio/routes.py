@@ -7,13 +7,14 @@ from fastapi import APIRouter, FastAPI, HTTPException, Query, Request
 from fastapi.exceptions import RequestValidationError
 from fastapi.responses import FileResponse, Response
 from fastapi.staticfiles import StaticFiles
-from pydantic import BaseModel, StrictStr
+from pydantic import BaseModel, StrictStr, validator
 from starlette.exceptions import HTTPException as StarletteException
 from velmora_client.com.user import set_current_user
 from velmora_client.plugin.plugin_register import plugin_register
 from velmora_client.utils.local import set_default_language
 
 from velmora_studio.answers import JsonAnswer
+from velmora_studio.instances import Instance
 from velmora_studio.live import Live, LiveAnswer
 from velmora_studio.operations import START_FAILED, Operations
 from velmora_studio.studio_state import describe_studio, show_running, show_running_grouped
@@ -33,6 +34,12 @@ class StartRequest(BaseModel):
     utility_name: StrictStr
     group_name: StrictStr = ""
     config: dict[str, Any] = {}
+
+    @validator("config", pre=True)
+    def _is_mapping(cls, config: Any) -> Any:
+        if not isinstance(config, dict):  # a list of pairs would pass otherwise
+            raise ValueError("is no mapping")
+        return config
 
 
 class StopRequest(BaseModel):
@@ -93,7 +100,7 @@ class Routes:
         return await self._operations.look(show_running_grouped, self._operations)
 
     async def start(self, request: StartRequest) -> Any:
-        name, group = request.utility_name, request.group_name.strip()
+        name, group = request.utility_name, request.group_name
         await self._check(name, group)
         try:
             return await self._operations.start(name, group, request.config)
@@ -103,13 +110,8 @@ class Routes:
             return _failed_start(str(error))
 
     async def stop(self, request: StopRequest) -> Any:
-        instance = self._operations.table.get(request.server_id)
-        if instance is None:
-            await self._operations.listing()
-            instance = self._operations.table.get(request.server_id)
-        if instance is None:
+        if await self._permitted_instance(request.server_id) is None:
             return {"stopped": False}
-        await self._check(instance.utility_name, instance.group_name)
         return {"stopped": await self._operations.stop(request.server_id)}
 
     async def stop_all(self) -> Any:
@@ -129,11 +131,11 @@ class Routes:
 
     async def stderr(self, server_id: str, max_chars: int = Query(800, ge=1)) -> Any:
         end = self._operations.last_words.end_of(server_id)
-        instance = end.instance if end else self._operations.table.get(server_id)
-        if instance:
-            await self._check(instance.utility_name, instance.group_name)
         if end:
+            await self._check(end.instance.utility_name, end.instance.group_name)
             return {"running": False, "text": end.text[-max_chars:]}
+        if await self._permitted_instance(server_id) is None:
+            return {"running": False, "text": ""}
         running = self._manager.is_utility_server_running
         snippet = self._manager.get_utility_stderr_snippet
         return await self._operations.look(
@@ -147,6 +149,16 @@ class Routes:
         self._operations.access.forget()
         self._operations.on_change()
         return await self.studio()
+
+    async def _permitted_instance(self, server_id: str) -> Instance | None:
+        """Refuses an instance that the user may not use."""
+        instance = self._operations.table.get(server_id)
+        if instance is None:
+            await self._operations.listing()
+            instance = self._operations.table.get(server_id)
+        if instance:
+            await self._check(instance.utility_name, instance.group_name)
+        return instance
 
     async def _check(self, utility_name: str, group_name: str | None) -> None:
         """Refuses what the views show nowhere to this user."""

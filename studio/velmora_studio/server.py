@@ -42,6 +42,7 @@ class StudioServer(uvicorn.Server):
                 ws=WebSocketWithRefusal,
                 lifespan="off",
                 log_config=None,
+                log_level="warning",
                 access_log=False,
                 proxy_headers=False,  # any program of this computer could send them
                 server_header=False,
@@ -103,7 +104,7 @@ def _status(code: int) -> http.HTTPStatus:
 
 
 def _worth_telling(record: logging.LogRecord) -> bool:
-    """An answer that breaks off is broken off on purpose, and a malformed request needs one line."""
+    """An answer that breaks off does so on purpose, and a malformed request needs one line."""
     if record.levelno < logging.ERROR:
         record.exc_info = None
     return "without completing response" not in record.getMessage()

@@ -5,13 +5,17 @@ Both directions stream at the same time, and bytes of address and headers go out
 
 import asyncio
 import socket
+from collections.abc import Coroutine
+from typing import Any, TypeVar
 
 import h11
 
 CHUNK = 65536  # bytes read at once
+LONGEST_HEAD = 1 << 20  # bytes
 CONNECT_SECONDS = 10.0  # a full backlog answers neither yes nor no
 
 Headers = list[tuple[bytes, bytes]]
+Result = TypeVar("Result")
 
 
 class Upstream:
@@ -19,7 +23,7 @@ class Upstream:
 
     def __init__(self, connected: socket.socket) -> None:
         self._socket = connected
-        self._http = h11.Connection(our_role=h11.CLIENT)
+        self._http = h11.Connection(h11.CLIENT, max_incomplete_event_size=LONGEST_HEAD)
         self._takes_body = True
         self._heard = False
 
@@ -75,8 +79,9 @@ class Upstream:
             await asyncio.get_running_loop().sock_sendall(self._socket, data)
 
 
-async def until_first_ends(*coroutines) -> None:
-    """Runs all until one has ended, ends the others, and lets a failure of the first through."""
+async def until_first_ends(*coroutines: Coroutine[Any, Any, Result]) -> Result:
+    """Runs all until one has ended, ends the others, and gives the result or failure of that one;
+    of several at once, that of the first in the list."""
     tasks = [asyncio.ensure_future(coroutine) for coroutine in coroutines]
     try:
         ended, _ = await asyncio.wait(tasks, return_when=asyncio.FIRST_COMPLETED)
@@ -84,5 +89,4 @@ async def until_first_ends(*coroutines) -> None:
         for task in tasks:
             task.cancel()
         await asyncio.gather(*tasks, return_exceptions=True)
-    for task in ended:
-        task.result()
+    return next(task for task in tasks if task in ended).result()

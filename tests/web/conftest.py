@@ -1,0 +1,13 @@
+"""One Studio for all tests that don't end it, with its probes running."""
+
+import pytest
+from studio_process import Studio
+
+
+@pytest.fixture(scope="session")
+def studio(tmp_path_factory):
+    with Studio(tmp_path_factory.mktemp("data")) as running:
+        running.start("streams")
+        running.start("raw")
+        yield running
+        running.post("utility/stop_all")

@@ -1,0 +1,97 @@
+"""How a Studio begins and ends, and what it leaves to the next one."""
+
+import asyncio
+import contextlib
+import signal
+import socket
+import time
+
+import httpx
+import pytest
+import websockets
+from studio_process import PATIENCE, Studio
+
+
+def test_persistent_utilities_pass_from_studio_to_studio(tmp_path):
+    with Studio(tmp_path) as first:
+        lasting = first.start("lasting")
+        first.start("board", "greenhouse")
+        with Studio(tmp_path / "other") as second:  # takes the next free port, and says so
+            assert second.port > first.port
+            assert second.get("studio")["gui"] == second.url
+            assert second.post("utility/start", utility_name="raw")["url"].startswith(second.url)
+            assert second.end(signal.SIGTERM) == ["Stopped: raw"]
+        assert first.names() == ["lasting", "board"]
+        assert first.end() == ["Stopped: board (greenhouse)", "Goes on running: lasting"]
+    with Studio(tmp_path) as next_one:
+        assert "Still running from an earlier Studio: lasting" in next_one.lines
+        (adopted,) = next_one.get("utility/running")
+        assert adopted["adopted"] and adopted["persistent"] and adopted["pid"] == lasting["pid"]
+        assert next_one.client.get("/utility/lasting/").status_code == 200
+        assert next_one.client.get("/utility/lasting/die").status_code == 502
+        next_one.wait_until(lambda: not next_one.names())  # its parent may collect it late
+        page = next_one.client.get("/utility/lasting/", headers={"accept": "text/html"})
+        assert page.status_code == 502 and "has ended by itself" in page.text
+        assert next_one.end() == ["Stopped: nothing was left to stop"]
+
+
+@contextlib.contextmanager
+def watchers(studio: Studio):
+    """Streams with no end of their own: of the Studio, of a utility, one that nobody reads."""
+    head = f"GET /utility/streams/endless HTTP/1.1\r\nHost: {studio.host}\r\n\r\n".encode()
+    with (
+        studio.client.stream("GET", "/api/events") as events,
+        studio.client.stream("GET", "/utility/streams/events") as forwarded,
+        socket.create_connection(("127.0.0.1", studio.port), PATIENCE) as stalled,
+    ):
+        next(studio.states(events))
+        assert forwarded.status_code == 200
+        stalled.sendall(head)
+        assert stalled.recv(1)
+        yield
+
+
+@pytest.mark.parametrize("number", [signal.SIGINT, signal.SIGTERM, signal.SIGHUP])
+def test_streams_do_not_hold_up_the_end(tmp_path, number):
+    async def end_with_websocket(studio):
+        async with websockets.connect(f"ws://{studio.host}/utility/streams/ws") as open_socket:
+            began = time.monotonic()
+            said = await asyncio.to_thread(studio.end, number)
+            with pytest.raises(websockets.ConnectionClosed):
+                await open_socket.recv()
+        return said, time.monotonic() - began
+
+    with Studio(tmp_path) as studio:
+        studio.start("streams")
+        with watchers(studio):
+            said, seconds = asyncio.run(end_with_websocket(studio))
+    assert said == ["Stopped: streams"]
+    assert seconds < 5  # a server that waits for streams would wait for ever
+
+
+def test_a_start_under_way_is_not_left_behind(tmp_path):
+    with Studio(tmp_path) as studio:
+        with studio.client.stream("GET", "/api/events") as events:
+            states = studio.states(events)
+            next(states)
+            body = '{"utility_name":"raw"}'
+            head = [f"Host: {studio.host}", "Content-Type: application/json", "Content-Length: 22"]
+            request = "\r\n".join(["POST /api/utility/start HTTP/1.1", *head, "", body])
+            with socket.create_connection(("127.0.0.1", studio.port), PATIENCE) as connection:
+                connection.sendall(request.encode())
+                assert next(state for state in states if state["starting"])
+        assert studio.end() == ["Stopped: raw"]
+
+
+def test_a_wrong_client_file_is_told_and_not_fatal(tmp_path):
+    with Studio(tmp_path) as studio:
+        file = tmp_path / "organizations.json"
+        kept = file.read_text()
+        file.write_text("{")
+        answer = studio.client.get("/api/studio")
+        assert answer.status_code == 503 and "organizations.json" in answer.json()["detail"]
+        with pytest.raises(httpx.ReadTimeout):
+            with studio.client.stream("GET", "/api/events", timeout=0.5) as events:
+                next(studio.states(events))
+        file.write_text(kept)
+        assert studio.get("studio")["user"] == "admin"

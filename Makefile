@@ -5,12 +5,16 @@ NEEDS = build
 STUDIO ?= PYTHONPATH=build/python:studio /usr/bin/python3 -m velmora_studio
 
 .DEFAULT_GOAL := build
-.PHONY: run test build bench format lint sanitize clean
+.PHONY: run console test build bench format lint sanitize clean
 
 # Builds everything and runs the small Studio.
 run: NEEDS = run
 run: build
 	$(STUDIO)
+
+# Takes a round through the manager in the terminal, without a browser.
+console: build
+	PYTHONPATH=build/python:studio /usr/bin/python3 -m console
 
 # Builds and runs all tests.
 test:

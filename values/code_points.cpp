@@ -10,11 +10,19 @@ constexpr bool is_ascii(char byte) {
   return static_cast<unsigned char>(byte) < 0x80;
 }
 
+std::uint64_t word_at(const char* bytes) {
+  std::uint64_t word;
+  std::memcpy(&word, bytes, sizeof word);
+  return word;
+}
+
 std::size_t skip_ascii(std::string_view text, std::size_t at) {
   constexpr std::uint64_t high_bits = 0x8080808080808080;
-  for (std::uint64_t block; at + sizeof block <= text.size(); at += sizeof block) {
-    std::memcpy(&block, text.data() + at, sizeof block);
-    if ((block & high_bits) != 0) break;
+  for (; at + 32 <= text.size(); at += 32) {
+    const char* const block = text.data() + at;
+    const auto all =
+        word_at(block) | word_at(block + 8) | word_at(block + 16) | word_at(block + 24);
+    if ((all & high_bits) != 0) break;
   }
   while (at < text.size() && is_ascii(text[at])) ++at;
   return at;

@@ -78,7 +78,7 @@ std::string_view strip(std::string_view text) {
   return text;
 }
 
-std::string_view strip_end(std::string_view text) {
+std::string_view without_white_end(std::string_view text) {
   while (!text.empty()) {
     const std::size_t start = start_of_last_sequence(text);
     const std::size_t length = leading_white_space(text.substr(start));

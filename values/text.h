@@ -10,7 +10,7 @@ namespace values {
 /// Without the white space (Python's 29 code points) at both ends, or at the end only.
 /// The result refers into `text`. Ill-formed bytes are no white space.
 std::string_view strip(std::string_view text);
-std::string_view strip_end(std::string_view text);
+inline std::string_view strip_end(std::string_view text);
 
 /// Per code point; ill-formed bytes are carried unchanged. `fold_case` is full case folding and
 /// equals `str.casefold` on every code point.
@@ -27,5 +27,14 @@ void append_decodable(std::string& text, std::string_view bytes);
 /// The last `count` code points of well-formed `text`; all of it when it has no more. Refers into
 /// `text`.
 std::string_view last_code_points(std::string_view text, std::size_t count);
+
+// The rest is for speed: nearly every line ends visibly, and the relay strips millions of them.
+
+std::string_view without_white_end(std::string_view text);
+
+std::string_view strip_end(std::string_view text) {
+  const bool ends_visibly = !text.empty() && text.back() > 0x20 && text.back() < 0x7f;
+  return ends_visibly ? text : without_white_end(text);
+}
 
 }  // namespace values

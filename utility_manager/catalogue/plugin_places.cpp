@@ -27,13 +27,11 @@ std::string plugin_name_of(const values::Value& utility_info) {
 std::string resolve_below(const std::string& path, const std::optional<std::string>& base,
                           const std::vector<std::string>& sub_directories) {
   if (platform::is_absolute_path(path) || !base || base->empty()) return path;
-  std::vector<std::string> candidates = {platform::join_paths(*base, path)};
-  if (platform::is_bare_file_name(path)) {
-    for (const auto& directory : sub_directories) {
-      candidates.push_back(platform::join_paths(platform::join_paths(*base, directory), path));
-    }
-  }
-  for (const auto& candidate : candidates) {
+  auto candidate = platform::join_paths(*base, path);
+  if (platform::path_exists(candidate)) return platform::absolute_path(candidate);
+  if (!platform::is_bare_file_name(path)) return path;
+  for (const auto& directory : sub_directories) {
+    candidate = platform::join_paths(platform::join_paths(*base, directory), path);
     if (platform::path_exists(candidate)) return platform::absolute_path(candidate);
   }
   return path;

@@ -35,18 +35,19 @@ Value UtilityServerManager::list_utility_servers() {
 Value UtilityServerManager::list_entry(const ServerInfo& record, ViewContext& context) {
   const auto info = catalogue_record(record, true, context);
   const auto& fields = fields_of(info);
-  Value entry = {{"server_id", record.server_id},
-                 {"utility_name", text_or_null(record.utility_name)},
-                 {"port", record.port},
-                 {"pid", record.pid},
-                 {"local_url", local_address(record.port)},
-                 {"url", url_of(record, fields, context)},
-                 {"default_route", field_or(fields, "default_route", "/")},
-                 {"create_time", record.create_time}};
-  copy_if_present(entry, "lang", record.lang);
-  copy_if_present(entry, "studio_url", record.studio_url);
-  copy_if_present(entry, "group_name", record.group_name);
-  entry["icon"] = info ? icon_of(*info, context) : Value();
+  auto entry = new_entry();
+  append(entry, "server_id", record.server_id);
+  append(entry, "utility_name", text_or_null(record.utility_name));
+  append(entry, "port", record.port);
+  append(entry, "pid", record.pid);
+  append(entry, "local_url", local_address(record.port));
+  append(entry, "url", url_of(record, fields, context));
+  append(entry, "default_route", field_or(fields, "default_route", "/"));
+  append(entry, "create_time", record.create_time);
+  append_if_present(entry, "lang", record.lang);
+  append_if_present(entry, "studio_url", record.studio_url);
+  append_if_present(entry, "group_name", record.group_name);
+  append(entry, "icon", info ? icon_of(*info, context) : Value());
   return entry;
 }
 
@@ -73,24 +74,25 @@ Value UtilityServerManager::grouped_entry(const ServerInfo& record, ViewContext&
   const auto default_route = field_or(fields, "default_route", "/");
   const auto location = field_or(fields, "display_location", "default");
   const auto name = text_or_null(record.utility_name);
-  Value entry = {{"server_id", record.server_id},
-                 {"utility_name", name},
-                 {"title", field_or(fields, "title", name)},
-                 {"en_title", field_or(fields, "en_title", "")},
-                 {"description", field_or(fields, "description", "")},
-                 {"en_description", field_or(fields, "en_description", "")},
-                 {"port", record.port},
-                 {"pid", record.pid},
-                 {"local_url", local_address(record.port)},
-                 {"url", url},
-                 {"full_url", full_url(url, default_route)},
-                 {"default_route", default_route},
-                 {"display_location", UtilityRegistration::_normalize_display_location(location)},
-                 {"create_time", record.create_time}};
-  copy_if_present(entry, "lang", record.lang);
-  copy_if_present(entry, "studio_url", record.studio_url);
-  entry["icon"] = info ? icon_of(*info, context) : Value();
-  copy_if_present(entry, "group_name", record.group_name);
+  auto entry = new_entry();
+  append(entry, "server_id", record.server_id);
+  append(entry, "utility_name", name);
+  append(entry, "title", field_or(fields, "title", name));
+  append(entry, "en_title", field_or(fields, "en_title", ""));
+  append(entry, "description", field_or(fields, "description", ""));
+  append(entry, "en_description", field_or(fields, "en_description", ""));
+  append(entry, "port", record.port);
+  append(entry, "pid", record.pid);
+  append(entry, "local_url", local_address(record.port));
+  append(entry, "url", url);
+  append(entry, "full_url", full_url(url, default_route));
+  append(entry, "default_route", default_route);
+  append(entry, "display_location", UtilityRegistration::_normalize_display_location(location));
+  append(entry, "create_time", record.create_time);
+  append_if_present(entry, "lang", record.lang);
+  append_if_present(entry, "studio_url", record.studio_url);
+  append(entry, "icon", info ? icon_of(*info, context) : Value());
+  append_if_present(entry, "group_name", record.group_name);
   return entry;
 }
 

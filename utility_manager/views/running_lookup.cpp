@@ -32,15 +32,16 @@ std::optional<Value> UtilityServerManager::match_running(
     if (record->utility_name != utility_name || record->group_name != group_name) continue;
     const auto info = catalogue_record(*record, true, context);
     const auto route = info ? field_or(info->fields, "default_route", "/") : Value("/");
-    Value entry = {{"server_id", server_id},
-                   {"utility_name", utility_name},
-                   {"port", record->port},
-                   {"local_url", local_address(record->port)},
-                   {"url", context.mapped_url(utility_name, group_name, group_name.has_value())},
-                   {"default_route", route}};
-    copy_if_present(entry, "group_name", group_name);
-    copy_if_present(entry, "lang", record->lang);
-    copy_if_present(entry, "studio_url", record->studio_url);
+    auto entry = new_entry();
+    append(entry, "server_id", server_id);
+    append(entry, "utility_name", utility_name);
+    append(entry, "port", record->port);
+    append(entry, "local_url", local_address(record->port));
+    append(entry, "url", context.mapped_url(utility_name, group_name, group_name.has_value()));
+    append(entry, "default_route", route);
+    append_if_present(entry, "group_name", group_name);
+    append_if_present(entry, "lang", record->lang);
+    append_if_present(entry, "studio_url", record->studio_url);
     return entry;
   }
   return std::nullopt;

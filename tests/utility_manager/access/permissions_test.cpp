@@ -79,7 +79,7 @@ TEST_F(Access, DecidesByLevelAndAsksForNoMoreThanItNeeds) {
 
 TEST_F(Access, FindsTheRoleInAnOrganisation) {
   const auto rights = Value::parse(R"({"organizations": [7, {"user_role": "NONE"},
-      {"organization_id": 0, "user_role": "ORG_ADMIN"}, {"organization_id": 1},
+      {"organization_id": 0, "user_role": "ORG_ADMIN"}, {"organization_id": 1}, {"organization_id": 1, "user_role": "X"},
       {"organization_id": 2.0, "user_role": "ORG_MEMBER"}, {"organization_id": 2, "user_role": "X"},
       {"organization_id": "3", "user_role": "X"}, {"organization_id": 4, "user_role": 5}]})");
   const std::pair<Value, std::optional<std::string>> cases[] = {

@@ -146,7 +146,7 @@ TEST_F(Registry, ResolvesScriptsForTheWalksPluginAndItsFlag) {
   const auto user = client.directory.write("plugins/p/s.py", "");
   const auto built_in = client.directory.write("built_in/s.py", "");
   client.add_plugin("p", {script("a", "s.py"), script("b", "s.py", {{"builtin", true}}),
-                          script("c", ""), script("d", "s.py", {{"plugin_name", "elsewhere"}})});
+                          script("c", ""), script("d", "s.py", {{"plugin_name", "builtin_own"}})});
   client.add_plugin("builtin_q", {script("e", "s.py")});
   start();
   client.calls.clear();
@@ -158,7 +158,7 @@ TEST_F(Registry, ResolvesScriptsForTheWalksPluginAndItsFlag) {
     const auto name = fields.at("utility_name").get<std::string>();
     EXPECT_EQ(Manager::_get_utility_info_from_plugins(name)->fields, fields);
   }
-  EXPECT_EQ(collected[3]->fields.at("plugin_name"), "elsewhere");
+  EXPECT_EQ(collected[3]->fields.at("plugin_name"), "builtin_own");
   EXPECT_EQ(client.calls["get_plugin_dir"], 3 + 3);
 }
 

@@ -53,7 +53,7 @@ TEST_F(CatalogueViews, ShowWhatBelongsInAPlaceAndIsAllowed) {
 }
 
 TEST_F(CatalogueViews, AddTheRunningStateToACopy) {
-  client.directory.write("plugins/p/i.png", "1");
+  const auto icon = client.directory.write("plugins/p/i.png", "1");
   start(R"([{"utility_name": "g", "title": "T", "require_group_name": true, "extra": [1],
              "default_route": "/app", "icon_path": "i.png", "_icon_cache_": 1},
             {"utility_name": "n"}, {"utility_name": 5}])");
@@ -72,6 +72,9 @@ TEST_F(CatalogueViews, AddTheRunningStateToACopy) {
                 R"("url":"http://127.0.0.1:7000/group_utility/ x /g",)"
                 R"("full_url":"http://127.0.0.1:7000/group_utility/ x /g/app",)"
                 R"("group_name":" x ","icon":"data:image/png;base64,MQ=="}])");
+  const auto time = std::filesystem::last_write_time(icon);
+  client.directory.write("plugins/p/i.png", "not read");
+  std::filesystem::last_write_time(icon, time);
   EXPECT_EQ(manager->get_utilities_with_group_name("x").dump(),
             "[" + fields + R"("is_running":false,"icon":"data:image/png;base64,MQ=="}])");
   EXPECT_EQ(manager->_get_utility_info("g")->fields, before);
@@ -150,11 +153,15 @@ TEST_F(CatalogueViews, WalkTheCatalogueAsItWas) {
   client.group_details["g"] = {{"organization_id", 1}};
   client.before = [&](const std::string& asked) {
     if (asked != "get_group_detail") return;
-    plugin->registrations = [] { return std::vector<Value>(); };
+    plugin->registrations = [] {
+      return std::vector{Value::parse(R"({"utility_name": "3", "access_level": "ORG_ADMIN",
+                                          "require_group_name": true, "display_location": "nav"})")};
+    };
     manager->refresh_utility_registry();
   };
   EXPECT_EQ(each(manager->get_utilities_with_group_name("g"), "utility_name"), "1 2 ");
   EXPECT_EQ(manager->get_utilities_with_group_name("g").dump(), "[]");
+  EXPECT_EQ(client.calls["get_group_detail"], 1);  // not for what doesn't belong there
 }
 
 TEST_F(CatalogueViews, StayLinearForTwoThousandUtilities) {

@@ -1,9 +1,9 @@
 # The extension module, once per process-inspection layer. The variants are linked from the same
 # objects and differ in one source, python/inspection_<layer>.cpp.
+file(GLOB layer_sources CONFIGURE_DEPENDS python/inspection_*.cpp)
+file(GLOB binding_sources CONFIGURE_DEPENDS python/bind_*.cpp)
 file(GLOB module_sources CONFIGURE_DEPENDS python/*.cpp)
-if(NOT module_sources)
-  return()
-endif()
+list(REMOVE_ITEM module_sources ${layer_sources} ${binding_sources})
 
 # The system's own interpreter: another one that stands first on PATH has other headers.
 if(NOT DEFINED Python_EXECUTABLE AND EXISTS /usr/bin/python3)
@@ -12,14 +12,15 @@ endif()
 find_package(Python 3.11 REQUIRED COMPONENTS Interpreter Development.Module)
 find_package(pybind11 2.10 REQUIRED)
 
-set(layer_sources ${module_sources})
-list(FILTER layer_sources INCLUDE REGEX "/inspection_[a-z]+\\.cpp$")
-list(REMOVE_ITEM module_sources ${layer_sources})
-
 add_library(module_objects OBJECT ${module_sources})
 target_link_libraries(module_objects PUBLIC core pybind11::module)
-target_precompile_headers(module_objects PRIVATE <nlohmann/json.hpp> <pybind11/pybind11.h>
-                                                 <pybind11/stl.h>)
+target_precompile_headers(module_objects PRIVATE <nlohmann/json.hpp> <pybind11/cast.h>)
+
+# Each unit that includes pybind11.h pays two seconds for it, so the bindings share two units.
+add_library(binding_objects OBJECT ${binding_sources})
+target_link_libraries(binding_objects PUBLIC core pybind11::module)
+target_precompile_headers(binding_objects REUSE_FROM module_objects)
+set_target_properties(binding_objects PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 4)
 
 foreach(source IN LISTS layer_sources)
   string(REGEX REPLACE ".*/inspection_([a-z]+)\\.cpp$" "\\1" layer ${source})
@@ -29,9 +30,11 @@ foreach(source IN LISTS layer_sources)
     set(directory ${CMAKE_BINARY_DIR}/python-${layer})
   endif()
   add_library(module-${layer} MODULE ${source})
-  target_link_libraries(module-${layer} PRIVATE module_objects)
+  target_link_libraries(module-${layer} PRIVATE module_objects binding_objects)
+  target_precompile_headers(module-${layer} REUSE_FROM module_objects)
   set_target_properties(module-${layer} PROPERTIES OUTPUT_NAME utility_manager
-                                                   LIBRARY_OUTPUT_DIRECTORY ${directory})
+                                                   LIBRARY_OUTPUT_DIRECTORY ${directory}
+                                                   DEFINE_SYMBOL "")
   pybind11_extension(module-${layer})
   configure_file(python/utility_manager.pyi ${directory}/utility_manager.pyi COPYONLY)
 endforeach()

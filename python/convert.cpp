@@ -32,7 +32,7 @@ std::string text_of(const Place& place) {
 /// What a message begins with: the place and a colon, nothing for the whole value.
 std::string lead(const Place& place) {
   auto text = text_of(place);
-  if (text.size() > longest_place) text = text.substr(0, longest_place) + "...";
+  if (text.size() > longest_place) text.replace(longest_place, text.npos, "...");
   return text.empty() ? text : text + ": ";
 }
 

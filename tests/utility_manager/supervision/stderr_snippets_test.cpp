@@ -42,7 +42,7 @@ TEST_F(StderrSnippets, TheTailOfTheLines) {
   std::string chinese;
   for (int i = 0; i < 800; ++i) chinese += "错";
   write_line("  one\n\ntwo\n" + chinese);
-  EXPECT_EQ(snippet(), chinese);
+  EXPECT_EQ(manager->get_utility_stderr_snippet(server_id), chinese);
   const struct {
     std::int64_t max_chars;
     std::string text;
@@ -64,7 +64,7 @@ TEST_F(StderrSnippets, TheRestOfADeadChildsStream) {
   EXPECT_EQ(snippet(), "");
   children[0]->terminate();
   source.end();
-  EXPECT_EQ(snippet(4), "over");  // what a running child wrote was not touched
+  EXPECT_EQ(snippet(), "left over");  // what a running child wrote was not touched
   EXPECT_EQ(snippet(), "");
   source.stream()->close();
   EXPECT_EQ(snippet(), "");
@@ -111,16 +111,18 @@ TEST_F(StderrSnippets, WhoRuns) {
   start_child(false);
   adopt("adopted", first_pid + 7, 9000);
   adopt("replaced", first_pid + 8, 9001);
-  for (const std::string& id : {server_id, std::string("adopted"), std::string("replaced")}) {
-    EXPECT_TRUE(manager->is_utility_server_running(id));
-  }
+  inspection.before = [](const std::string& call, std::int64_t) {
+    if (call == "pin") throw std::runtime_error("can't be held");
+  };
+  adopt("unpinned", first_pid + 9, 9002);
+  const std::string ids[] = {server_id, "adopted", "replaced", "unpinned"};
+  for (const auto& id : ids) EXPECT_TRUE(manager->is_utility_server_running(id)) << id;
   EXPECT_FALSE(manager->is_utility_server_running("unknown"));
   EXPECT_EQ(manager->get_utility_stderr_snippet("adopted"), "");
-  children[0]->terminate();
+  children[0]->on_poll = [] { return 0; };  // whoever has its id now
   inspection.processes.erase(first_pid + 7);
+  inspection.processes.erase(first_pid + 9);
   ++inspection.processes[first_pid + 8];
-  for (const std::string& id : {server_id, std::string("adopted"), std::string("replaced")}) {
-    EXPECT_FALSE(manager->is_utility_server_running(id));
-  }
-  EXPECT_EQ(manager->servers().size(), 3u);
+  for (const auto& id : ids) EXPECT_FALSE(manager->is_utility_server_running(id)) << id;
+  EXPECT_EQ(manager->servers().size(), 4u);
 }

@@ -14,14 +14,12 @@ std::size_t last_component_start(std::string_view path) {
   return path.rfind('/') + 1;  // npos + 1 is 0
 }
 
-std::vector<std::string_view> components(std::string_view path) {
-  std::vector<std::string_view> parts;
-  for (;;) {
-    const std::size_t separator = path.find('/');
-    parts.push_back(path.substr(0, separator));
-    if (separator == path.npos) return parts;
-    path.remove_prefix(separator + 1);
-  }
+/// Takes the first component and the separator behind it off `path`.
+std::string_view take_component(std::string_view& path) {
+  const std::size_t length = std::min(path.find('/'), path.size());
+  const std::string_view component = path.substr(0, length);
+  path.remove_prefix(std::min(length + 1, path.size()));
+  return component;
 }
 
 std::size_t leading_slashes_kept(std::string_view path) {
@@ -45,7 +43,8 @@ std::string join_paths(std::string_view base, std::string_view path) {
 std::string normalised_path(std::string_view path) {
   const std::size_t slashes = leading_slashes_kept(path);
   std::vector<std::string_view> kept;
-  for (const std::string_view part : components(path)) {
+  while (!path.empty()) {
+    const std::string_view part = take_component(path);
     if (part.empty() || part == ".") continue;
     const bool nothing_to_leave = kept.empty() || kept.back() == "..";
     if (part != ".." || (nothing_to_leave && slashes == 0)) {

@@ -1,5 +1,6 @@
 #include "python/convert.h"
 
+#include <array>
 #include <optional>
 #include <utility>
 
@@ -176,25 +177,64 @@ class Reader {
   Content content_;
 };
 
-Ref list_to_python(const Value& value) {
-  const auto size = static_cast<Py_ssize_t>(value.size());
-  Ref list = checked(guarded_call([=] { return PyList_New(size); }));
-  Py_ssize_t index = 0;
-  for (const auto& item : value.get_ref<const Value::array_t&>()) {
-    PyList_SET_ITEM(list.get(), index++, to_python(item).release());
+/// Converts one value with its members. The mappings of a list mostly have the same keys at the
+/// same places: a key is made into a str once, and its hash with it.
+class Writer {
+ public:
+  Ref write(const Value& value) {
+    switch (value.type()) {
+      case Value::value_t::boolean:
+        return Ref::borrow(value.get<bool>() ? Py_True : Py_False);
+      case Value::value_t::number_integer:
+        return checked(PyLong_FromLongLong(value.get<std::int64_t>()));
+      case Value::value_t::number_unsigned:
+        return checked(PyLong_FromUnsignedLongLong(value.get<std::uint64_t>()));
+      case Value::value_t::number_float:
+        return checked(PyFloat_FromDouble(value.get<double>()));
+      case Value::value_t::string:
+        return decoded(value.get_ref<const std::string&>());
+      case Value::value_t::array:
+        return list(value);
+      case Value::value_t::object:
+        return mapping(value);
+      default:
+        return Ref::borrow(Py_None);
+    }
   }
-  return list;
-}
 
-Ref mapping_to_python(const Value& value) {
-  Ref mapping = checked(guarded_call([] { return PyDict_New(); }));
-  for (const auto& [key, member] : value.get_ref<const Value::object_t&>()) {
-    const Ref name = decoded(key);
-    const Ref object = to_python(member);
-    checked(PyDict_SetItem(mapping.get(), name.get(), object.get()));
+ private:
+  Ref list(const Value& value) {
+    const auto size = static_cast<Py_ssize_t>(value.size());
+    Ref list = checked(guarded_call([=] { return PyList_New(size); }));
+    Py_ssize_t index = 0;
+    for (const auto& item : value.get_ref<const Value::array_t&>()) {
+      PyList_SET_ITEM(list.get(), index++, write(item).release());
+    }
+    return list;
   }
-  return mapping;
-}
+
+  Ref mapping(const Value& value) {
+    Ref mapping = checked(guarded_call([] { return PyDict_New(); }));
+    std::size_t place = 0;
+    for (const auto& [key, member] : value.get_ref<const Value::object_t&>()) {
+      const Ref name = name_of(key, place++);
+      const Ref object = write(member);
+      checked(PyDict_SetItem(mapping.get(), name.get(), object.get()));
+    }
+    return mapping;
+  }
+
+  Ref name_of(const std::string& key, std::size_t place) {
+    auto& [known, name] = names_[place % names_.size()];
+    if (!name || known != key) {
+      name = decoded(key);
+      known = key;
+    }
+    return Ref::borrow(name.get());
+  }
+
+  std::array<std::pair<std::string_view, Ref>, 32> names_;
+};
 
 }  // namespace
 
@@ -216,24 +256,7 @@ Value lenient_to_value(PyObject* object) {
 }
 
 Ref to_python(const Value& value) {
-  switch (value.type()) {
-    case Value::value_t::boolean:
-      return Ref::borrow(value.get<bool>() ? Py_True : Py_False);
-    case Value::value_t::number_integer:
-      return checked(PyLong_FromLongLong(value.get<std::int64_t>()));
-    case Value::value_t::number_unsigned:
-      return checked(PyLong_FromUnsignedLongLong(value.get<std::uint64_t>()));
-    case Value::value_t::number_float:
-      return checked(PyFloat_FromDouble(value.get<double>()));
-    case Value::value_t::string:
-      return decoded(value.get_ref<const std::string&>());
-    case Value::value_t::array:
-      return list_to_python(value);
-    case Value::value_t::object:
-      return mapping_to_python(value);
-    default:
-      return Ref::borrow(Py_None);
-  }
+  return Writer().write(value);
 }
 
 Ref decoded(std::string_view text) {

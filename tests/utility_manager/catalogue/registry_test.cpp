@@ -1,3 +1,5 @@
+#include <future>
+
 #include <gtest/gtest.h>
 
 #include "host/failures.h"
@@ -140,6 +142,24 @@ TEST_F(Registry, LetsTheFirstArrivalStay) {
   manager->refresh_utility_registry();
   meanwhile = [&] { inner_list = manager->_get_all_utilities(); };
   EXPECT_EQ(manager->_get_all_utilities(), inner_list);
+}
+
+TEST_F(Registry, IsWholeForEveryThreadBesideRefreshes) {
+  client.directory.write("plugins/p/i.png", "1");
+  client.add_plugin("p", {{{"utility_name", "a"}, {"icon_path", "i.png"}}, utility("b")});
+  start();
+  std::vector<std::future<void>> threads;
+  for (int thread = 0; thread < 4; ++thread) {
+    threads.push_back(std::async(std::launch::async, [this, thread] {
+      for (int round = 0; round < 50; ++round) {
+        if (round % 4 == thread) manager->refresh_utility_registry();
+        ASSERT_EQ(manager->_get_all_utilities().size(), 2U);
+        const auto info = manager->_get_utility_info("a");
+        ASSERT_TRUE(manager->_add_icon_to_utility_info(*info).at("icon").is_string());
+      }
+    }));
+  }
+  for (auto& thread : threads) thread.get();
 }
 
 TEST_F(Registry, ResolvesScriptsForTheWalksPluginAndItsFlag) {

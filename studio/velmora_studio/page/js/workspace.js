@@ -97,7 +97,7 @@ function activate(key) {
   active = key;
   keep();
   renderWorkspace();
-  byId("tabs").querySelector("[aria-current]")?.scrollIntoView({ block: "nearest", inline: "nearest" });
+  byId("tabs").querySelector("[aria-current]")?.scrollIntoView({ block: "start", inline: "nearest" });
   changed();
 }
 

@@ -11,7 +11,8 @@ main { background: #fff; border-radius: 10px; padding: 1rem 1.5rem; box-shadow: 
 h1 { font-size: 1.4rem; } h1 small { color: #6b7a88; font-weight: normal; }
 table { border-collapse: collapse; width: 100%; } th, td { text-align: left; padding: .3rem .6rem; }
 tr + tr { border-top: 1px solid #e3e8ed; }
-input, select, button { font: inherit; padding: .25rem .5rem; margin: .15rem 0; }
+input, select, button { font: inherit; padding: .25rem .5rem; margin: .15rem 0; max-width: 100%;
+                        box-sizing: border-box; }
 button { background: #1769aa; color: #fff; border: 0; border-radius: 5px; cursor: pointer; }
 .big { font-size: 2rem; margin: .5rem 0; } .bad { color: #b3261e; } .good { color: #1b7a3d; }
 footer { color: #6b7a88; font-size: .8rem; margin-top: 1rem; }

@@ -56,7 +56,7 @@ class FakeClient : public host::Local,
   FakeClient& operator=(const FakeClient&) = delete;
   ~FakeClient() override;
 
-  TemporaryDirectory directory;  ///< holds "config" and "plugins"
+  TemporaryDirectory directory;                      ///< holds "config" and "plugins"
   std::vector<std::shared_ptr<FakePlugin>> plugins;  ///< the walk fails at a null
   Value language = "en";
   Value gui_addr = {{"server_addr", "127.0.0.1"}, {"port", 7000}};

@@ -22,8 +22,9 @@ void remove_file(const std::string& path);
 /// Creates the directory and its parents; an existing directory is no failure.
 void create_directories(const std::string& path);
 
-/// The time of last modification in seconds since the Unix epoch, the float that Python gives.
-double modification_time(const std::string& path);
+/// The time of last modification in seconds since the Unix epoch, the float that Python gives;
+/// nothing where `path_exists` is false.
+std::optional<double> modification_time(const std::string& path);
 
 /// One file of a directory, read whole.
 struct DirectoryFile {

@@ -109,10 +109,9 @@ void create_directories(const std::string& path) {
   if (!look_at(path, status) || !S_ISDIR(status.st_mode)) throw SystemError(failure, path);
 }
 
-double modification_time(const std::string& path) {
+std::optional<double> modification_time(const std::string& path) {
   struct stat status;
-  refuse_nul(path);
-  if (::stat(path.c_str(), &status) != 0) throw SystemError(errno, path);
+  if (!look_at(path, status)) return std::nullopt;
   return static_cast<double>(status.st_mtim.tv_sec) +
          1e-9 * static_cast<double>(status.st_mtim.tv_nsec);
 }

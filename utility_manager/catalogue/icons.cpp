@@ -1,3 +1,5 @@
+#include <utility>
+
 #include "platform/files.h"
 #include "utility_manager/catalogue/icon_data_uri.h"
 #include "utility_manager/catalogue/plugin_places.h"
@@ -6,26 +8,44 @@
 #include "values/truthiness.h"
 
 namespace utility_manager {
+namespace {
+
+FoundFile find_icon(const std::string& icon_path, const std::optional<std::string>& base) {
+  return find_below(icon_path, base, {"icons", "static/icons", "assets/icons"});
+}
+
+std::shared_ptr<const std::string> load(const FoundFile& file, const UtilityInfo& utility_info) {
+  const auto& [path, modification_time] = file;
+  if (!modification_time) return nullptr;
+  if (auto cached = utility_info.icons.find(path, *modification_time)) return cached;
+  if (!platform::is_regular_file(path)) return nullptr;
+  auto data = std::make_shared<const std::string>(icon_data_uri(path, platform::read_file(path)));
+  utility_info.icons.store(path, {data, *modification_time});
+  return data;
+}
+
+/// An icon that can't be read is none.
+std::shared_ptr<const std::string> load_unless_unreadable(FoundFile file,
+                                                          const UtilityInfo& utility_info) {
+  try {
+    if (!file.modification_time) file.modification_time = platform::modification_time(file.path);
+    return load(file, utility_info);
+  } catch (const std::exception&) {
+    return nullptr;
+  }
+}
+
+}  // namespace
 
 std::string UtilityServerManager::_resolve_icon_path(
     const std::string& icon_path, const std::optional<std::string>& plugin_base_path) {
-  return resolve_below(icon_path, plugin_base_path, {"icons", "static/icons", "assets/icons"});
+  return find_icon(icon_path, plugin_base_path).path;
 }
 
 std::shared_ptr<const std::string> UtilityServerManager::_load_icon_as_base64(
     const std::optional<std::string>& icon_path, const UtilityInfo& utility_info) const {
   if (!icon_path || icon_path->empty()) return nullptr;
-  try {
-    const auto modification_time = platform::modification_time(*icon_path);
-    if (auto cached = utility_info.icons.find(*icon_path, modification_time)) return cached;
-    if (!platform::is_regular_file(*icon_path)) return nullptr;
-    auto data = std::make_shared<const std::string>(
-        icon_data_uri(*icon_path, platform::read_file(*icon_path)));
-    utility_info.icons.store(*icon_path, {data, modification_time});
-    return data;
-  } catch (const std::exception&) {  // an icon that can't be read is none
-    return nullptr;
-  }
+  return load_unless_unreadable({*icon_path, {}}, utility_info);
 }
 
 values::Value UtilityServerManager::_add_icon_to_utility_info(
@@ -52,8 +72,8 @@ values::Value UtilityServerManager::icon_of(const UtilityInfo& utility_info,
   if (values::truthy(icon_path)) {
     if (!icon_path.is_string()) throw TypeError("icon_path must be a text");
     const auto& base = context.plugin_base_path(plugin_name_of(fields), is_builtin_record(fields));
-    const auto path = _resolve_icon_path(icon_path.get<std::string>(), base);
-    if (const auto data = _load_icon_as_base64(path, utility_info)) return *data;
+    auto file = find_icon(icon_path.get_ref<const std::string&>(), base);
+    if (const auto data = load_unless_unreadable(std::move(file), utility_info)) return *data;
   }
   return values::at_or_null(fields, "icon");
 }

@@ -50,7 +50,7 @@ std::optional<std::string> UtilityServerManager::_get_plugin_path_from_includes(
 
 std::string UtilityServerManager::_resolve_script_path_at_registration(
     const std::string& script_path, const std::optional<std::string>& plugin_base_path) {
-  return resolve_below(script_path, plugin_base_path, {"utility_servers", "utils"});
+  return find_below(script_path, plugin_base_path, {"utility_servers", "utils"}).path;
 }
 
 std::string UtilityServerManager::_resolve_plugin_script_path(const std::string& script_path,

@@ -24,17 +24,21 @@ std::string plugin_name_of(const values::Value& utility_info) {
   return name.get<std::string>();
 }
 
-std::string resolve_below(const std::string& path, const std::optional<std::string>& base,
-                          const std::vector<std::string>& sub_directories) {
-  if (platform::is_absolute_path(path) || !base || base->empty()) return path;
-  auto candidate = platform::join_paths(*base, path);
-  if (platform::path_exists(candidate)) return platform::absolute_path(candidate);
-  if (!platform::is_bare_file_name(path)) return path;
+FoundFile find_below(const std::string& path, const std::optional<std::string>& base,
+                     const std::vector<std::string>& sub_directories) {
+  FoundFile found{.path = path, .modification_time = {}};
+  if (platform::is_absolute_path(path) || !base || base->empty()) return found;
+  const auto look_at = [&found](const std::string& candidate) {
+    found.modification_time = platform::modification_time(candidate);
+    if (found.modification_time) found.path = platform::absolute_path(candidate);
+    return found.modification_time.has_value();
+  };
+  if (look_at(platform::join_paths(*base, path))) return found;
+  if (!platform::is_bare_file_name(path)) return found;
   for (const auto& directory : sub_directories) {
-    candidate = platform::join_paths(platform::join_paths(*base, directory), path);
-    if (platform::path_exists(candidate)) return platform::absolute_path(candidate);
+    if (look_at(platform::join_paths(platform::join_paths(*base, directory), path))) break;
   }
-  return path;
+  return found;
 }
 
 std::vector<std::string> text_lines(const std::string& bytes) {

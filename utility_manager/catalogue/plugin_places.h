@@ -19,10 +19,16 @@ bool is_builtin_record(const values::Value& utility_info);
 /// `plugin_name` of a catalogue record. Fails with `TypeError` when it is no text.
 std::string plugin_name_of(const values::Value& utility_info);
 
+/// What a look for a file gave.
+struct FoundFile {
+  std::string path;
+  std::optional<double> modification_time;  ///< nothing where there was no look or there's no file
+};
+
 /// The absolute form of the first of `base`/`path` and, for a bare file name, `base`/`sub`/`path`
 /// that exists; `path` unchanged when it is absolute, there is no base, or none exists.
-std::string resolve_below(const std::string& path, const std::optional<std::string>& base,
-                          const std::vector<std::string>& sub_directories);
+FoundFile find_below(const std::string& path, const std::optional<std::string>& base,
+                     const std::vector<std::string>& sub_directories);
 
 /// The lines of a text as the client's Python reads them: LF, CR LF and CR end a line. Reading
 /// stops at what is no UTF-8, as the client's does.

@@ -62,7 +62,8 @@ Value config_at(const Value& object) {
   return config;
 }
 
-ServerInfo record_of(const StateFile& file, const Value& object, std::int64_t now) {
+ServerInfo record_of(const StateFile& file, std::int64_t now) {
+  const Value& object = file.content;
   ServerInfo record;
   record.server_id = file.server_id;
   record.port = file.port;
@@ -76,15 +77,6 @@ ServerInfo record_of(const StateFile& file, const Value& object, std::int64_t no
     record.group_name = unless_empty(text_at(object, "group_name"));
   }
   return record;
-}
-
-std::optional<ServerInfo> record_unless_malformed(const StateFile& file, const Value& object,
-                                                  std::int64_t now) {
-  try {
-    return record_of(file, object, now);
-  } catch (const Malformed&) {
-    return std::nullopt;
-  }
 }
 
 }  // namespace
@@ -103,16 +95,23 @@ std::string write_state_file(const ServerInfo& info, bool require_group_name) {
   return values::write_json(object, values::Characters::plain);
 }
 
-std::optional<StateFile> read_state_file(std::string_view bytes, std::int64_t now) {
+std::optional<StateFile> read_state_file(std::string_view bytes) {
   try {
-    const auto object = values::read_json(bytes);
-    if (!object.is_object()) return std::nullopt;
     StateFile file;
-    file.server_id = identifier_at(object, "server_id");
-    file.pid = integer_at(object, "pid");
-    file.port = integer_at(object, "port");
-    if (!file.stale()) file.record = record_unless_malformed(file, object, now);
+    file.content = values::read_json(bytes);
+    if (!file.content.is_object()) return std::nullopt;
+    file.server_id = identifier_at(file.content, "server_id");
+    file.pid = integer_at(file.content, "pid");
+    file.port = integer_at(file.content, "port");
     return file;
+  } catch (const std::exception&) {
+    return std::nullopt;
+  }
+}
+
+std::optional<ServerInfo> StateFile::record(std::int64_t now) const {
+  try {
+    return record_of(*this, now);
   } catch (const std::exception&) {
     return std::nullopt;
   }

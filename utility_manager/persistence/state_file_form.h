@@ -16,12 +16,14 @@ struct StateFile {
   std::int64_t port = 0;
   std::int64_t pid = 0;
 
-  /// The record of the reloaded instance: no handle, no stderr buffer, not pinned yet. Nothing in a
-  /// stale file, and where another member is malformed: a text that is no text, a `config` that is
-  /// no mapping.
-  std::optional<ServerInfo> record;
+  values::Value content;  ///< the whole file
 
   bool stale() const { return server_id.empty() || port == 0 || pid == 0; }
+
+  /// The record of the reloaded instance: no handle, no stderr buffer, not pinned yet. Nothing
+  /// where another member is malformed: a text that is no text, a `config` that is no mapping.
+  /// `now` is the creation time where the file has none.
+  std::optional<ServerInfo> record(std::int64_t now) const;
 };
 
 /// The exact bytes of the state file of an instance. Fails with `std::invalid_argument` on what
@@ -29,8 +31,7 @@ struct StateFile {
 std::string write_state_file(const ServerInfo& server_info, bool require_group_name);
 
 /// Understands a state file; nothing when it is malformed: not JSON, no object, a `pid` or `port`
-/// that is no integer, or a `server_id` that names no file of the state directory. `now` is the
-/// creation time where the file has none.
-std::optional<StateFile> read_state_file(std::string_view bytes, std::int64_t now);
+/// that is no integer, or a `server_id` that names no file of the state directory.
+std::optional<StateFile> read_state_file(std::string_view bytes);
 
 }  // namespace utility_manager

@@ -35,24 +35,32 @@ std::vector<platform::DirectoryFile> state_files_in(const std::string& directory
   }
 }
 
-/// A known instance is told from a later owner of its id; a new one must not be refuted. Pins a new
-/// one.
-bool is_alive(StateFile& file, const ServerInfo* known) {
-  if (known && known->pid == file.pid) {
-    if (known->pinned) return known->pinned->exists();
-    return UtilityServerManager::_is_process_alive(file.pid) && !id_was_reused(*known);
-  }
+/// A known instance is told from a later owner of its id.
+bool is_alive(const StateFile& file, const ServerInfo* known) {
+  const bool same_id = known && known->pid == file.pid;
+  if (same_id && known->pinned) return known->pinned->exists();
   if (!UtilityServerManager::_is_process_alive(file.pid)) return false;
-  if (known || !file.record) return true;
-  auto adoption = examine_for_adoption(file.pid, file.server_id, file.record->create_time);
-  file.record->pinned = std::move(adoption.pinned);
-  return !adoption.refuted;
+  return !same_id || !id_was_reused(*known);
+}
+
+/// An instance that isn't known yet must not be refuted. Pins it.
+void examine_new(const std::string& file_name, const StateFile& file, std::int64_t now,
+                 Reconciliation& result) {
+  auto record = file.record(now);
+  if (!record) return;
+  auto adoption = examine_for_adoption(file.pid, file.server_id, record->create_time);
+  record->pinned = std::move(adoption.pinned);
+  if (adoption.refuted) {
+    result.remove.push_back(file.server_id);
+  } else {
+    result.add.push_back({file_name, *std::move(record)});
+  }
 }
 
 void examine(const platform::DirectoryFile& entry, const Known& known, std::int64_t now,
              Reconciliation& result) {
   if (!entry.bytes) return;
-  auto file = read_state_file(*entry.bytes, now);
+  const auto file = read_state_file(*entry.bytes);
   if (!file) return;
   if (file->stale()) {
     const auto stem = entry.name.substr(0, entry.name.size() - suffix.size());
@@ -63,8 +71,8 @@ void examine(const platform::DirectoryFile& entry, const Known& known, std::int6
   const bool is_known = record != known.end();
   if (!is_alive(*file, is_known ? record->second.get() : nullptr)) {
     result.remove.push_back(file->server_id);
-  } else if (!is_known && file->record) {
-    result.add.push_back({entry.name, *std::move(file->record)});
+  } else if (!is_known) {
+    examine_new(entry.name, *file, now, result);
   }
 }
 

@@ -57,15 +57,13 @@ def run_client(tmp_path: Path) -> Run:
 
 @pytest.fixture
 def run_many(run_client: Run, tmp_path: Path) -> Callable[..., None]:
-    """Runs a client several times, all at once."""
+    """Runs a client once for each of the lists of arguments, all at once."""
 
-    def run(times: int, *arguments: object, **expected: object) -> None:
-        with ThreadPoolExecutor(times) as pool:
-            trials = [
-                pool.submit(run_client, *arguments, data=tmp_path / str(trial), **expected)
-                for trial in range(times)
-            ]
-            for trial in trials:
-                trial.result()
+    def run(script: str, trials: list[tuple[object, ...]], **expected: object) -> None:
+        def attempt(number: int) -> None:
+            run_client(script, *trials[number], data=tmp_path / str(number), **expected)
+
+        with ThreadPoolExecutor(len(trials)) as pool:
+            list(pool.map(attempt, range(len(trials))))
 
     return run

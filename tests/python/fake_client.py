@@ -15,13 +15,13 @@ from typing import Any
 DATA = Path(os.environ["FAKE_CLIENT_DATA"])
 
 # Bodies of utilities. They end with their client, so that no test leaves one behind.
+os.environ["FAKE_CLIENT_ID"] = str(os.getpid())
 IDLE = """
 import os, sys, time
-client = os.getppid()
-while os.getppid() == client:
+while os.getppid() == int(os.environ["FAKE_CLIENT_ID"]):
     time.sleep(0.02)
 """
-CHATTY = IDLE.replace("0.02", "0.001; print('o' * 70); print('e' * 70, file=sys.stderr)")
+CHATTY = IDLE + "    print('o' * 70), print('e' * 70, file=sys.stderr)\n"
 STUBBORN = "import signal; signal.signal(signal.SIGTERM, signal.SIG_IGN)\n" + IDLE
 
 

@@ -40,7 +40,8 @@ async def serve(manager: Any, listener: socket.socket, port: int) -> None:
             say(f"Still running from an earlier Studio: {names_of(adopted)}")
         say(f"The Studio: http://{HOST}:{port}/")
 
-    server = StudioServer(make_application(operations, port), tell_started)
+    application = make_application(operations, port)
+    server = StudioServer(application, tell_started, operations.note_ending)
     try:
         await server.serve(sockets=[listener])
     finally:

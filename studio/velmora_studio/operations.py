@@ -31,6 +31,7 @@ class Operations:
         self.on_change: Callable[[], None] = lambda: None
         self._adopted: dict[str, bool] = {}  # by server_id
         self._tasks: set[asyncio.Task] = set()
+        self._at_end: dict[str, Instance] = {}
         # Limits of their own: starts and stops take seconds, and looks go on meanwhile.
         self._changing, self._looking = CapacityLimiter(100), CapacityLimiter(40)
 
@@ -88,16 +89,21 @@ class Operations:
     async def refresh(self, reload_plugins: Callable[[], None]) -> None:
         await self._to_its_end(self._refresh(reload_plugins))
 
+    def note_ending(self) -> None:
+        """From here on nothing ends by itself: Ctrl-C in a terminal reaches the utilities too."""
+        for instance in self.table.all():
+            self._at_end[instance.server_id] = instance
+            self.last_words.expect_end(instance.server_id)
+
     async def end(self) -> tuple[list[Instance], list[Instance]]:
         """Ends what doesn't outlive the Studio, after the operations under way. Gives what was
         stopped and what goes on."""
         await asyncio.gather(*self._tasks, return_exceptions=True)
-        before = await self.instances()
-        for instance in before:
-            self.last_words.expect_end(instance.server_id)
+        await self.instances()
+        self.note_ending()
         await self._change(self.manager.cleanup_all_servers)
-        after = await self.instances()
-        return [instance for instance in before if instance not in after], after
+        left = await self.instances()
+        return [instance for instance in self._at_end.values() if instance not in left], left
 
     async def _start(self, utility_name: str, group_name: str, config: dict) -> dict[str, Any]:
         place = {"utility_name": utility_name, "group_name": group_name}

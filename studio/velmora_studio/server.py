@@ -6,6 +6,7 @@ import logging
 import signal
 import socket
 from collections.abc import Callable
+from types import FrameType
 from typing import Any
 
 import uvicorn
@@ -34,7 +35,9 @@ def open_listener(first_port: int) -> socket.socket:
 class StudioServer(uvicorn.Server):
     """Serves until SIGINT, SIGTERM or SIGHUP; then whoever still listens is cut off."""
 
-    def __init__(self, application: Any, on_started: Callable[[], None]) -> None:
+    def __init__(
+        self, application: Any, on_started: Callable[[], None], on_ending: Callable[[], None]
+    ) -> None:
         super().__init__(
             uvicorn.Config(
                 application,
@@ -53,6 +56,7 @@ class StudioServer(uvicorn.Server):
             )
         )
         self._on_started = on_started
+        self._on_ending = on_ending
         logging.getLogger("uvicorn.error").addFilter(_worth_telling)
 
     def install_signal_handlers(self) -> None:
@@ -61,6 +65,11 @@ class StudioServer(uvicorn.Server):
             asyncio.get_running_loop().add_signal_handler(
                 signal.SIGHUP, self.handle_exit, signal.SIGHUP, None
             )
+
+    def handle_exit(self, sig: int, frame: FrameType | None) -> None:
+        if not self.should_exit:
+            self._on_ending()
+        super().handle_exit(sig, frame)
 
     async def startup(self, sockets: list[socket.socket] | None = None) -> None:
         await super().startup(sockets=sockets)

@@ -34,7 +34,8 @@ class Studio:
         }
         command = [sys.executable, "-m", "velmora_studio"]
         pipe = {"stdin": subprocess.DEVNULL, "stdout": subprocess.PIPE, "stderr": subprocess.STDOUT}
-        self.process = subprocess.Popen(command, env=environment, text=True, **pipe)
+        own_group = {"start_new_session": True}  # as a terminal gives it
+        self.process = subprocess.Popen(command, env=environment, text=True, **pipe, **own_group)
         self.lines: list[str] = []
         self._new_line = threading.Condition()
         self._reader = threading.Thread(target=self._read)
@@ -53,9 +54,12 @@ class Studio:
             self.end()
 
     def end(self, number: int = signal.SIGINT) -> list[str]:
-        """Ends the Studio and gives what it says of that."""
+        """Ends the Studio and gives what it says of that. Ctrl-C reaches the utilities too."""
         before = len(self.lines)
-        self.process.send_signal(number)
+        if number == signal.SIGINT:
+            os.killpg(self.process.pid, number)
+        else:
+            self.process.send_signal(number)
         code = self.process.wait(PATIENCE)
         self._reader.join(PATIENCE)
         said = [line for line in self.lines[before:] if not line.startswith("[UTILITY-")]

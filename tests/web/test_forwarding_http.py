@@ -1,5 +1,6 @@
 """HTTP through the Studio: bytes as they were sent, streams as they come, ends as they are."""
 
+import asyncio
 import contextlib
 import hashlib
 import os
@@ -15,6 +16,7 @@ from studio_process import PATIENCE, ROOT, Studio
 sys.path.insert(0, str(ROOT / "studio"))
 from velmora_studio.forward_address import Address, parse_address  # noqa: E402
 from velmora_studio.forward_headers import confined_cookie, moved_location  # noqa: E402
+from velmora_studio.upstream import Upstream  # noqa: E402
 
 HTML = {"accept": "text/html,*/*"}
 START = 'id="absent-start"'  # the button that offers a start
@@ -83,7 +85,7 @@ def test_answers_come_back_as_they_are(studio):
         "unchanged": (304, b"", "9"),
         "hints": (200, b"ok", "2"),
         "until-end": (200, b"all of it", None),
-        "early": (413, b"much", "4"),
+        "both": (200, b"ok", None),
     }
     for path, (status, body, length) in expected.items():
         got = studio.client.get(f"/utility/raw/{path}")
@@ -95,6 +97,23 @@ def test_answers_come_back_as_they_are(studio):
         assert b"".join(packed.iter_raw()) == b"\x1f\x8b?\xff\0"
     early = studio.client.post("/utility/raw/early", content=BLOCK * 64)  # it never reads that
     assert (early.status_code, early.text) == (413, "much")
+
+
+def test_an_early_answer_counts_although_the_rest_can_not_be_sent():
+    async def exchange(listener):
+        upstream = await Upstream.connect(listener.getsockname()[1])
+        utility, _ = listener.accept()
+        length = (b"content-length", b"2000000")
+        await upstream.send_head("POST", b"/", [(b"host", b"localhost"), length])
+        utility.sendall(b"HTTP/1.1 413 Too Large\r\nContent-Length: 0\r\n\r\n")
+        utility.close()  # with the request unread, so the connection is reset
+        for last in (False, True):
+            await upstream.send_body(bytes(1000000), last)
+        assert (await upstream.next_event()).status_code == 413
+        upstream.close()
+
+    with socket.create_server(("127.0.0.1", 0)) as listener:
+        asyncio.run(exchange(listener))
 
 
 PREFIX = "/group_utility/g%20h/u"

@@ -14,14 +14,15 @@ from studio_process import PATIENCE, Studio
 
 def test_persistent_utilities_pass_from_studio_to_studio(tmp_path):
     with Studio(tmp_path) as first:
-        lasting = first.start("lasting")
         first.start("board", "greenhouse")
-        with Studio(tmp_path / "other") as second:  # takes the next free port, and says so
-            assert second.port > first.port
+        with Studio(tmp_path) as second:  # takes the next free port, and says so
+            assert second.port != first.port
             assert second.get("studio")["gui"] == second.url
-            assert second.post("utility/start", utility_name="raw")["url"].startswith(second.url)
-            assert second.end(signal.SIGTERM) == ["Stopped: raw"]
-        assert first.names() == ["lasting", "board"]
+            assert second.start("raw")["url"].startswith(second.url)
+            lasting = second.start("lasting")
+            assert first.client.get("/utility/lasting/").status_code == 200
+            assert second.end(signal.SIGTERM) == ["Stopped: raw", "Goes on running: lasting"]
+        assert [entry["adopted"] for entry in first.get("utility/running")] == [False, True]
         assert first.end() == ["Stopped: board (greenhouse)", "Goes on running: lasting"]
     with Studio(tmp_path) as next_one:
         assert "Still running from an earlier Studio: lasting" in next_one.lines
@@ -80,7 +81,7 @@ def test_a_start_under_way_is_not_left_behind(tmp_path):
             with socket.create_connection(("127.0.0.1", studio.port), PATIENCE) as connection:
                 connection.sendall(request.encode())
                 assert next(state for state in states if state["starting"])
-        assert studio.end() == ["Stopped: raw"]
+        assert studio.end(signal.SIGTERM) == ["Stopped: raw"]
 
 
 def test_a_wrong_client_file_is_told_and_not_fatal(tmp_path):

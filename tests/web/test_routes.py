@@ -90,7 +90,8 @@ def test_language_and_refresh(studio):
     assert (bad("language", language="xx"), bad("user", user="nobody")) == (422, 404)
     try:
         assert studio.post("studio/language", language="zh")["language"] == "zh"
-        pages = [studio.client.get(f"/utility/{n}/", headers=HTML).text for n in ("raw_2", "quick_0")]
+        paths = ("/utility/raw_2/", "/utility/quick_0/")
+        pages = [studio.client.get(path, headers=HTML).text for path in paths]
         assert "没有名为" in pages[0] and 'lang="zh"' in pages[0] and "没有运行" in pages[1]
     finally:
         assert studio.post("studio/language", language="en")["gui"] == studio.url

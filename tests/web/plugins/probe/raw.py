@@ -2,6 +2,7 @@
 
 import contextlib
 import os
+import signal
 import socketserver
 import sys
 
@@ -14,6 +15,7 @@ ANSWERS = {
     "/garbage": b"certainly no HTTP\r\n\r\n",
     "/broken": OK + b"Content-Length: 100\r\n\r\nhalf",
     "/broken-chunks": OK + b"Transfer-Encoding: chunked\r\n\r\n4\r\nhalf\r\n",
+    "/both": OK + b"Content-Length: 3\r\nTransfer-Encoding: chunked\r\n\r\n2\r\nok\r\n0\r\n\r\n",
     "/early": b"HTTP/1.1 413 Too Large\r\nContent-Length: 4\r\n\r\nmuch",
     "/hints": b"HTTP/1.1 103 Early Hints\r\nLink: x\r\n\r\n" + OK + b"Content-Length: 2\r\n\r\nok",
     "/until-end": b"HTTP/1.0 200 OK\r\n\r\nall of it",
@@ -54,4 +56,6 @@ class Server(socketserver.ThreadingTCPServer):
     request_queue_size = 100
 
 
+if "--persistent" in sys.argv:
+    signal.signal(signal.SIGINT, signal.SIG_IGN)
 Server(("127.0.0.1", int(sys.argv[sys.argv.index("--port") + 1])), Connection).serve_forever()

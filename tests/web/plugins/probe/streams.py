@@ -2,6 +2,7 @@
 
 import asyncio
 import hashlib
+import signal
 import sys
 
 import uvicorn
@@ -136,4 +137,5 @@ ROUTES = {
 port = int(sys.argv[sys.argv.index("--port") + 1])
 uvicorn.Server.install_signal_handlers = lambda self: None  # a stop needn't wait for open streams
 limits = {"ws_max_size": 1 << 28, "ws": "websockets", "http": "h11"}
+signal.signal(signal.SIGINT, signal.SIG_DFL)
 uvicorn.run(application, port=port, log_level="warning", lifespan="off", **limits)

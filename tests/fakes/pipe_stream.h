@@ -3,7 +3,6 @@
 #include <memory>
 #include <string_view>
 
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include "platform/spawn.h"
@@ -22,10 +21,6 @@ class PipeStream {
       const auto count = ::write(pipe_.write_end.number(), bytes.data(), bytes.size());
       bytes.remove_prefix(count > 0 ? static_cast<std::size_t>(count) : bytes.size());
     }
-  }
-
-  void wait_until_read() const {
-    for (int unread = 1; unread > 0;) ::ioctl(pipe_.write_end.number(), FIONREAD, &unread);
   }
 
   void end() { pipe_.write_end.close(); }

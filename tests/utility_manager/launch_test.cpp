@@ -1,7 +1,6 @@
 #include <sys/wait.h>
 
 #include "platform/failures.h"
-#include "tests/fakes/pipe_stream.h"
 #include "tests/utility_manager/manager_fixture.h"
 
 using Args = std::vector<std::string>;
@@ -113,22 +112,6 @@ TEST_F(Launch, AnEarlyDeathIsToldInOneMessage) {
     EXPECT_EQ(run("dying", script), "Failed to start utility server: Utility 启动失败:" + message);
   }
   EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);  // no child is left
-}
-
-TEST_F(Launch, ADyingChildIsHeardOut) {
-  fakes::PipeStream source;
-  const auto child = std::make_shared<FakeHandle>(fakes::FakeInspection::first_pid);
-  child->on_error_stream = [&] { return source.stream(); };
-  system.on_spawn = [&] { return child; };
-  system.on_sleep = [&](double) { source.write("begun\n"); };
-  child->on_poll = [&] {
-    source.wait_until_read();
-    source.write("ValueError: all told\n");
-    source.end();
-    return 1;
-  };
-  EXPECT_EQ(launch({"program"}),
-            "Failed to start utility server: Utility 启动失败: ValueError: all told");
 }
 
 TEST_F(Launch, AFailedSpawnKeepsTheSystemsText) {

@@ -93,3 +93,17 @@ TEST(OutputRelay, GoesOnDrainingWhenTheOutputTakesNothing) {
   ::dup2(original.number(), STDOUT_FILENO);
   EXPECT_EQ(buffer->lines(), Lines(100'000, "a line"));
 }
+
+TEST(StderrBuffer, IsWaitedForToItsEndOnceItHasBegun) {
+  StderrBuffer buffer;
+  buffer.append("a line\n");
+  buffer.wait_for_lines(patience, 0);
+  EXPECT_EQ(buffer.lines(), Lines({"a line"}));
+  std::thread reader([&] {
+    for (int i = 1; i < 100'000; ++i) buffer.append("a line\n");
+    buffer.end();
+  });
+  buffer.wait_for_lines(patience, patience);
+  EXPECT_EQ(buffer.lines().size(), 100'000u);
+  reader.join();
+}

@@ -148,6 +148,7 @@ TEST_F(StateFiles, TheSurvivalFilter) {
       {R"({"server_id": "id", "pid": ALIVE, "port": 1, "lang": 5})", stays},
       {R"({"server_id": "id", "pid": DEAD, "port": 1, "lang": 5})", removed},
       {R"({"server_id": "other", "pid": DEAD, "port": 1})", stays},
+      {R"({"server_id": "other", "pid": ALIVE})", stays},
   };
   for (auto [bytes, fate] : cases) {
     for (const auto& [name, pid] : {std::pair("ALIVE", alive), {"DEAD", dead}}) {

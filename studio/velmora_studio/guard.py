@@ -19,6 +19,7 @@ OWN_PAGE_HEADERS: Headers = [
     (b"x-content-type-options", b"nosniff"),
     (b"referrer-policy", b"same-origin"),
     (b"cross-origin-resource-policy", b"same-origin"),
+    (b"cache-control", b"no-cache"),  # or an update meets the scripts of the page before it
 ]
 READING = {"GET", "HEAD", "OPTIONS"}
 

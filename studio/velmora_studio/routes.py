@@ -186,6 +186,7 @@ def make_api(operations: Operations) -> FastAPI:
     api = FastAPI(openapi_url=None)
     api.include_router(router)
     api.api_route("/", methods=["GET", "HEAD"])(_index)
+    api.get("/favicon.ico")(_mark)
     api.mount("/page", StaticFiles(directory=PAGE, check_dir=False))
     api.exception_handler(StarletteException)(_refuse)
     api.exception_handler(RequestValidationError)(_refuse_input)
@@ -196,7 +197,12 @@ def make_api(operations: Operations) -> FastAPI:
 
 
 async def _index() -> Response:
-    return FileResponse(PAGE / "index.html", headers={"cache-control": "no-cache"})
+    return FileResponse(PAGE / "index.html")
+
+
+async def _mark() -> Response:
+    """For the tab of a utility whose page names no icon of its own."""
+    return FileResponse(PAGE / "mark.svg")
 
 
 def _failed_start(message: str) -> Response:

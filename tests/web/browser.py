@@ -59,10 +59,9 @@ class Browser:
         self.driver.execute_cdp_cmd(name, parameters)
 
     def complaints(self) -> list[str]:
-        """The errors on the console since the last call. That a utility has no icon is none."""
+        """The errors on the console since the last call."""
         log = self.driver.get_log("browser")
-        messages = [entry["message"] for entry in log if entry["level"] == "SEVERE"]
-        return [message for message in messages if "/favicon.ico - " not in message]
+        return [entry["message"] for entry in log if entry["level"] == "SEVERE"]
 
     def wait(self, condition: Callable[[], Any], what: str = "") -> Any:
         """Until `condition` gives something true. What is being redrawn is looked at anew."""

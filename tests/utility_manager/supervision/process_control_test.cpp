@@ -283,7 +283,7 @@ TEST_F(ProcessControl, PoliteStops) {
   const auto child = std::make_shared<FakeHandle>(pid);
   child->on_poll = [&] { return code; };
   EXPECT_TRUE(stop(child, 7));  // it hangs for the whole wait
-  EXPECT_EQ(child->waits, std::vector<std::optional<double>>({5.0}));
+  EXPECT_EQ(child->waits, (std::vector<std::optional<double>>{5.0}));
   EXPECT_EQ(inspection.kills, whole_tree);
 
   SetUp();

@@ -53,15 +53,16 @@ class LinuxProcess : public host::InspectedProcess {
   ProcessReference reference_;
 };
 
-/// Collects `process` if it is an ended child of the client. One of our own is collected by its
-/// handle, which keeps the exit code.
-void collect(const ProcessReference& process) {
+/// Collects `process` if it is an ended child of the client; true when it has left the process
+/// table. One of our own is collected by its handle, which keeps the exit code.
+bool has_gone(const ProcessReference& process) {
   const auto child = own_child(process.pid());
   if (child && !child->returncode()) {
     child->poll();
-  } else {
-    process.collect();
+  } else if (process.collect().state == ChildState::ended) {
+    return true;
   }
+  return !process.exists();
 }
 
 class LinuxPin : public host::PinnedProcess {
@@ -93,10 +94,9 @@ class NativeInspection : public host::ProcessInspection {
     Processes left = targets;
     milliseconds pause(1);
     for (;;) {
-      for (const auto& target : left) reference_of(*target).wait_for_end(deadline);
-      std::erase_if(left, [](const auto& target) {
-        collect(reference_of(*target));
-        return !target->is_running();
+      std::erase_if(left, [&deadline](const auto& target) {
+        const ProcessReference& process = reference_of(*target);
+        return has_gone(process) || (process.wait_for_end(deadline) && has_gone(process));
       });
       if (left.empty() || deadline.passed()) return left;
       // What has ended now waits for a parent, or for the system's first process, to collect it.

@@ -103,9 +103,8 @@ std::vector<ProcessRow> process_rows() {
   while (const dirent* const entry = ::readdir(table.get())) {
     const auto pid = number_of<pid_t>(entry->d_name);
     if (!pid) continue;
-    if (const auto row = read_row(AT_FDCWD, proc_path(*pid, "/stat").data(), *pid)) {
-      rows.push_back(*row);
-    }
+    const std::string path = std::string(entry->d_name) + "/stat";
+    if (const auto row = read_row(::dirfd(table.get()), path.c_str(), *pid)) rows.push_back(*row);
   }
   return rows;
 }

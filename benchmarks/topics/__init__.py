@@ -1,0 +1,1 @@
+"""What is measured: each module's `measure` gives its rows, in a process of its own."""

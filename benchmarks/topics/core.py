@@ -1,0 +1,50 @@
+"""The core without an interpreter: stop, tree kill and spawn, beside the same in bare C."""
+
+import json
+import subprocess
+
+import places
+from rows import Row, milliseconds
+
+REPETITIONS = 9
+
+
+def medians() -> dict[str, float]:
+    """The seconds of each C++ benchmark, by its name and argument."""
+    result = places.DIRECTORY / "core.json"
+    options = {
+        "repetitions": REPETITIONS,
+        "enable_random_interleaving": "true",
+        "report_aggregates_only": "true",
+        "out": result,
+        "out_format": "json",
+    }
+    subprocess.run(
+        [places.program("core_benchmarks"), *(f"--benchmark_{k}={v}" for k, v in options.items())],
+        check=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+    )
+    found = {}
+    for benchmark in json.loads(result.read_text())["benchmarks"]:
+        if benchmark["aggregate_name"] == "median":
+            name = benchmark["run_name"].split("/iterations")[0]
+            found[name] = benchmark["real_time"] / 1e9
+    return found
+
+
+def ratio(what: str, figure: float, beside: float, remark: str, bar: float) -> Row:
+    return Row(what, milliseconds(figure), f"{milliseconds(beside)} {remark}", figure / beside, bar,
+               at_most=True)
+
+
+def measure() -> list[Row]:
+    times = medians()
+    beyond = (times["stop"] - times["stop_in_bare_c"]) * 1000
+    forks = " and ".join(milliseconds(times[f"fork_in_bare_c/{size}"]) for size in (0, 1024))
+    return [
+        Row("Stop of a bare child, beyond its own exit", milliseconds(times["stop"]),
+            f"{milliseconds(times['stop_in_bare_c'])} in bare C", beyond, 0.2, "ms", at_most=True),
+        ratio("A tree of 100 processes ended", times["tree"], times["tree_in_bare_c"], "in bare C",
+              1.2),
+        ratio("Spawn with 1 GiB more in the client's memory", times["spawn/1024"],
+              times["spawn/0"], f"without (fork: {forks})", 1.1),
+    ]

@@ -86,7 +86,8 @@ def view(manager: Any, plain: Any) -> list[Row]:
     idle, beside = measuring.alternate(work, plain.view, rounds=5)
     with measuring.busy_interpreter():
         [busy] = measuring.alternate(work, rounds=BUSY_ROUNDS, part=0.5)
-        [lookup] = measuring.alternate(lambda: plain.find_running("absent"), rounds=BUSY_LOOKUPS, part=0.5)
+        [lookup] = measuring.alternate(
+            lambda: plain.find_running("absent"), rounds=BUSY_LOOKUPS, part=0.5)
     what = f"View of {COUNT} utilities"
     return [
         compare(what, idle, beside, 12),

@@ -13,35 +13,34 @@
 namespace utility_manager {
 namespace {
 
-/// Lines in a row, each with its line end: a string whose growth costs a line next to nothing.
-class LineBlock {
+/// Text in a row: a string whose growth costs next to nothing.
+class TextBlock {
  public:
-  void add(std::string_view lead, std::string_view line) {
-    if (capacity_ - size_ <= lead.size() + line.size()) grow(lead.size() + line.size() + 1);
-    append(lead);
-    append(line);
-    bytes_[size_++] = '\n';
-  }
-
+  std::size_t size() const { return size_; }
   bool empty() const { return size_ == 0; }
   std::string_view text() const { return {bytes_.get(), size_}; }
 
-  /// Gives unusually much memory back.
-  void clear() {
-    size_ = 0;
-    if (capacity_ <= 4 * timings::relay_chunk_bytes) return;
-    bytes_.reset();
-    capacity_ = 0;
+  /// At least `wanted` bytes behind the text; what is written there becomes part of it with `add`.
+  char* room(std::size_t wanted) {
+    if (capacity_ - size_ < wanted) grow(wanted);
+    return bytes_.get() + size_;
+  }
+  void add(std::size_t count) { size_ += count; }
+
+  /// Gives unusually much memory back once the text is empty.
+  void remove_start(std::size_t count) {
+    size_ -= count;
+    if (size_ > 0) {
+      std::memmove(bytes_.get(), bytes_.get() + count, size_);
+    } else if (capacity_ > 4 * timings::relay_chunk_bytes) {
+      bytes_.reset();
+      capacity_ = 0;
+    }
   }
 
  private:
-  void append(std::string_view text) {
-    std::memcpy(bytes_.get() + size_, text.data(), text.size());
-    size_ += text.size();
-  }
-
-  void grow(std::size_t needed) {
-    capacity_ = std::max(size_ + needed, 2 * capacity_);
+  void grow(std::size_t wanted) {
+    capacity_ = std::max(size_ + wanted, 2 * capacity_);
     auto bytes = std::make_unique_for_overwrite<char[]>(capacity_);
     if (size_ != 0) std::memcpy(bytes.get(), bytes_.get(), size_);
     bytes_ = std::move(bytes);
@@ -60,27 +59,30 @@ class OutputRelay {
 
   void run() {
     platform::block_broken_pipe_signal();
-    const auto chunk = std::make_unique_for_overwrite<char[]>(timings::relay_chunk_bytes);
-    while (const auto count = stream_->read_some({chunk.get(), timings::relay_chunk_bytes})) {
-      feed({chunk.get(), count});
+    while (const auto count = read_chunk()) take_new(count);
+    if (!in_.empty()) {
+      *in_.room(1) = '\n';
+      take_new(1);
     }
-    if (!pending_.empty()) feed("\n");
     stream_->close();
     if (buffer_) buffer_->end();
   }
 
  private:
-  void feed(std::string_view bytes) {
-    const auto end = bytes.rfind('\n');
-    auto lines = bytes.substr(0, end + 1);  // none without a line end
-    if (!pending_.empty() && !lines.empty()) {
-      const auto first = lines.find('\n') + 1;
-      pending_ += lines.substr(0, first);
-      take_lines(std::exchange(pending_, {}));
-      lines.remove_prefix(first);
-    }
+  /// Reads behind the start of a line that is there already; gives 0 at the end of the stream.
+  std::size_t read_chunk() {
+    const auto wanted = timings::relay_chunk_bytes - in_.size() % timings::relay_chunk_bytes;
+    return stream_->read_some({in_.room(wanted), wanted});
+  }
+
+  /// Of a long line only what is new is searched for its end.
+  void take_new(std::size_t count) {
+    in_.add(count);
+    const auto end = in_.text().substr(in_.size() - count).rfind('\n');
+    if (end == std::string_view::npos) return;
+    const auto lines = in_.text().substr(0, in_.size() - count + end + 1);
     take_lines(lines);
-    pending_ += bytes.substr(end + 1);
+    in_.remove_start(lines.size());
   }
 
   /// Whole lines, each with its line end. The relay comes first, the buffer second.
@@ -94,7 +96,7 @@ class OutputRelay {
     if (out_.empty()) return;
     if (writable_) writable_ = platform::write_lines(out_.text());
     if (buffer_) buffer_->append(unchanged ? lines : without_lead(out_.text()));
-    out_.clear();
+    out_.remove_start(out_.size());
   }
 
   /// True when no line was stripped or skipped.
@@ -104,10 +106,19 @@ class OutputRelay {
       const auto end = lines.find('\n');
       const auto line = values::strip_end(lines.substr(0, end));
       unchanged = unchanged && end > 0 && line.size() == end;
-      if (!line.empty()) out_.add(lead_, line);
+      if (!line.empty()) add_line(line);
       lines.remove_prefix(end + 1);
     }
     return unchanged;
+  }
+
+  void add_line(std::string_view line) {
+    char* const start = out_.room(lead_.size() + line.size() + 1);
+    std::memcpy(start, lead_.data(), lead_.size());
+    char* const text = start + lead_.size();
+    std::memcpy(text, line.data(), line.size());
+    text[line.size()] = '\n';
+    out_.add(lead_.size() + line.size() + 1);
   }
 
   std::string without_lead(std::string_view lines) const {
@@ -123,8 +134,8 @@ class OutputRelay {
   const std::shared_ptr<platform::Stream> stream_;
   const std::string lead_;
   const std::shared_ptr<StderrBuffer> buffer_;
-  std::string pending_;
-  LineBlock out_;
+  TextBlock in_;   ///< what was read and isn't relayed yet: the start of a line
+  TextBlock out_;  ///< lines with their leads
   bool writable_ = true;
 };
 

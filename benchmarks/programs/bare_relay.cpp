@@ -3,6 +3,7 @@
 // Usage: bare_relay PROGRAM ARGUMENT ...
 
 #include <climits>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <thread>
@@ -30,6 +31,23 @@ void write_lines(const char* lines, size_t size) {
   }
 }
 
+/// Everything that relays must look for bytes that are no UTF-8 and for white space at line ends.
+/// They don't occur here, and so they are only looked for.
+void look_for_other_than_ascii(const char* bytes, const char* end) {
+  uint64_t all = 0;
+  for (; end - bytes >= 32; bytes += 32) {
+    uint64_t words[4];
+    memcpy(words, bytes, sizeof words);
+    all |= words[0] | words[1] | words[2] | words[3];
+  }
+  for (; bytes < end; ++bytes) all |= static_cast<unsigned char>(*bytes);
+  if ((all & 0x8080808080808080) != 0) _exit(1);
+}
+
+void look_for_white_end(const char* line_end) {
+  if (line_end[-1] <= ' ') _exit(1);
+}
+
 const void* kept = nullptr;  // the last of the blocks that stay
 
 /// Lines that are longer than a chunk don't occur here.
@@ -42,9 +60,11 @@ void relay(int descriptor, const char* lead, bool keep) {
     const char* line = chunk;
     const char* const end = chunk + pending + count;
     char* to = out;
+    look_for_other_than_ascii(chunk + pending, end);
     while (const void* const found = memchr(line, '\n', end - line)) {
       const char* const line_end = static_cast<const char*>(found) + 1;
       if (line_end - line > 1) {
+        look_for_white_end(line_end - 1);
         memcpy(to, lead, lead_size);
         memcpy(to + lead_size, line, line_end - line);
         to += lead_size + (line_end - line);

@@ -11,9 +11,9 @@ from relay_client import CLIENT_LINE
 from rows import Row, quantity
 
 CLIENT = [sys.executable, str(places.SOURCES / "benchmarks" / "relay_client.py")]
-MANY_LINES = 2_000_000  # on each of the two streams
-FEW_LINES = 200_000
-ROUNDS = 9
+MANY_LINES = 1_000_000  # on each of the two streams
+FEW_LINES = 100_000
+ROUNDS = 25
 
 CROWD = 8
 CROWD_LINES = 20_000

@@ -27,11 +27,11 @@ using benchmark::State;
 using benchmarks::seconds_of;
 using utility_manager::UtilityServerManager;
 
-constexpr int stops = 20;
-constexpr int trees = 5;
+constexpr int stops = 8;
+constexpr int trees = 2;
 constexpr int tree_size = 100;
-constexpr int spawns = 40;
-constexpr int forks = 3;
+constexpr int spawns = 16;
+constexpr int forks = 2;
 constexpr std::size_t mebibyte = 1024 * 1024;
 
 void bind_inspection() {

@@ -35,9 +35,8 @@ class LinuxProcess : public host::InspectedProcess {
     Processes found;
     for (const ProcessRow& row : descendants_in(rows, reference_.pid())) {
       auto process = std::make_shared<LinuxProcess>(row.pid);
-      // The id may have gone to another process since the table was read.
-      const bool same = start_ticks(row.pid).value_or(row.start_ticks) == row.start_ticks;
-      if (same) found.push_back(std::move(process));
+      // Since the table was read it may have ended, and its id gone to another process.
+      if (is_current(row)) found.push_back(std::move(process));
     }
     return found;
   }
@@ -94,10 +93,9 @@ class NativeInspection : public host::ProcessInspection {
     Processes left = targets;
     milliseconds pause(1);
     for (;;) {
-      std::erase_if(left, [&deadline](const auto& target) {
-        const ProcessReference& process = reference_of(*target);
-        return has_gone(process) || (process.wait_for_end(deadline) && has_gone(process));
-      });
+      // Only when all have ended can each be collected: an orphan first changes its parent.
+      for (const auto& target : left) reference_of(*target).wait_for_end(deadline);
+      std::erase_if(left, [](const auto& target) { return has_gone(reference_of(*target)); });
       if (left.empty() || deadline.passed()) return left;
       // What has ended now waits for a parent, or for the system's first process, to collect it.
       deadline.pause(pause);

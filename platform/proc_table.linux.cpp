@@ -10,6 +10,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "platform/descriptor.h"
@@ -104,7 +105,10 @@ std::vector<ProcessRow> process_rows() {
     const auto pid = number_of<pid_t>(entry->d_name);
     if (!pid) continue;
     const std::string path = std::string(entry->d_name) + "/stat";
-    if (const auto row = read_row(::dirfd(table.get()), path.c_str(), *pid)) rows.push_back(*row);
+    auto row = read_row(::dirfd(table.get()), path.c_str(), *pid);
+    if (!row) continue;
+    row->entry = entry->d_ino;
+    rows.push_back(*row);
   }
   return rows;
 }
@@ -112,6 +116,14 @@ std::vector<ProcessRow> process_rows() {
 std::optional<std::uint64_t> start_ticks(pid_t pid) {
   const auto row = read_row(AT_FDCWD, proc_path(pid, "/stat").data(), pid);
   return row ? std::optional(row->start_ticks) : std::nullopt;
+}
+
+bool is_current(const ProcessRow& row) {
+  // The entry of a later owner of the id has another number. One process may get several in turn,
+  // when the system drops what it keeps of its table.
+  struct stat entry {};
+  if (::stat(proc_path(row.pid, "").data(), &entry) != 0) return false;
+  return entry.st_ino == row.entry || start_ticks(row.pid) == row.start_ticks;
 }
 
 std::optional<ProcessDetails> process_details(pid_t pid) {

@@ -3,19 +3,19 @@
 import json
 import subprocess
 
+import measuring
 import places
 from rows import Row, milliseconds
 
-REPETITIONS = 9
+REPETITIONS = 25
 
 
-def medians() -> dict[str, float]:
+def times_by_name() -> dict[str, float]:
     """The seconds of each C++ benchmark, by its name and argument."""
     result = places.DIRECTORY / "core.json"
     options = {
         "repetitions": REPETITIONS,
         "enable_random_interleaving": "true",
-        "report_aggregates_only": "true",
         "out": result,
         "out_format": "json",
     }
@@ -23,12 +23,12 @@ def medians() -> dict[str, float]:
         [places.program("core_benchmarks"), *(f"--benchmark_{k}={v}" for k, v in options.items())],
         check=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
     )
-    found = {}
+    found: dict[str, list[float]] = {}
     for benchmark in json.loads(result.read_text())["benchmarks"]:
-        if benchmark["aggregate_name"] == "median":
+        if benchmark["run_type"] == "iteration":
             name = benchmark["run_name"].split("/iterations")[0]
-            found[name] = benchmark["real_time"] / 1e9
-    return found
+            found.setdefault(name, []).append(benchmark["real_time"] / 1e9)
+    return {name: measuring.quantile(seconds) for name, seconds in found.items()}
 
 
 def ratio(what: str, figure: float, beside: float, remark: str, bar: float) -> Row:
@@ -37,7 +37,7 @@ def ratio(what: str, figure: float, beside: float, remark: str, bar: float) -> R
 
 
 def measure() -> list[Row]:
-    times = medians()
+    times = times_by_name()
     beyond = (times["stop"] - times["stop_in_bare_c"]) * 1000
     forks = " and ".join(milliseconds(times[f"fork_in_bare_c/{size}"]) for size in (0, 1024))
     return [

@@ -34,6 +34,13 @@ std::shared_ptr<ChildProcess> start_with_id(std::int64_t pid, const std::string&
   return nullptr;
 }
 
+ProcessRow row_of(const ChildProcess& child) {
+  for (const ProcessRow& row : process_rows()) {
+    if (row.pid == child.pid()) return row;
+  }
+  return {};
+}
+
 /// For its life, descendants that lose their parent become ours instead of a lazy init's.
 struct Subreaper {
   Subreaper() { ::prctl(PR_SET_CHILD_SUBREAPER, 1); }
@@ -154,12 +161,19 @@ TEST(Inspection, ALaterOwnerOfTheIdIsAnotherProcess) {
   const auto child = start_shell("exec sleep 1000");
   const auto process = inspection.process(child->pid());
   const auto pinned = inspection.pin(child->pid());
+  const ProcessRow row = row_of(*child);
+  ProcessRow renumbered = row;  // the system has dropped its entry and made it anew
+  ++renumbered.entry;
+  EXPECT_TRUE(is_current(row) && is_current(renumbered));
+  std::this_thread::sleep_for(std::chrono::milliseconds(20));  // two ticks: start times differ
   child->terminate();
   EXPECT_EQ(child->wait(60), -SIGTERM);
+  EXPECT_FALSE(is_current(row));
   const auto owner = start_with_id(child->pid(), "exec sleep 1000");
   if (!owner) GTEST_SKIP() << "the id of a process can't be chosen here";
   EXPECT_TRUE(child->id_has_new_owner());
   EXPECT_FALSE(owner->id_has_new_owner());
+  EXPECT_FALSE(is_current(row));
   EXPECT_FALSE(process->is_running());
   EXPECT_FALSE(pinned->exists());
   EXPECT_THROW(process->kill(), host::NoSuchProcess);

@@ -11,11 +11,11 @@ bool is_absolute_path(std::string_view path);
 std::string join_paths(std::string_view base, std::string_view path);
 
 /// Resolves repeated separators, "." and ".." in the text alone; exactly two leading slashes stay.
-std::string normalised_path(std::string_view path);
+std::string normalised_path(std::string path);
 
 /// Joined to the working directory where relative, then normalised. Fails with `SystemError` when
 /// the working directory can't be had.
-std::string absolute_path(std::string_view path);
+std::string absolute_path(std::string path);
 
 /// `os.path.split`: the directory part (without its trailing slashes) and the last component.
 std::string directory_part(std::string_view path);

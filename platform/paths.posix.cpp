@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <system_error>
-#include <vector>
+#include <utility>
 
 #include "platform/failures.h"
 
@@ -27,6 +27,16 @@ std::size_t leading_slashes_kept(std::string_view path) {
   return count == 2 ? 2 : std::min<std::size_t>(count, 1);
 }
 
+/// True for nearly every path that needs no change.
+bool is_plainly_normalised(std::string_view path) {
+  if (path.empty() || path.starts_with('.')) return false;
+  for (std::size_t slash = path.find('/'); slash != path.npos; slash = path.find('/', slash + 1)) {
+    const std::string_view rest = path.substr(slash + 1);
+    if (rest.empty() || rest.starts_with('/') || rest.starts_with('.')) return false;
+  }
+  return true;
+}
+
 }  // namespace
 
 bool is_absolute_path(std::string_view path) {
@@ -35,34 +45,37 @@ bool is_absolute_path(std::string_view path) {
 
 std::string join_paths(std::string_view base, std::string_view path) {
   if (is_absolute_path(path)) return std::string(path);
-  std::string joined(base);
+  std::string joined;
+  joined.reserve(base.size() + 1 + path.size());
+  joined = base;
   if (!joined.empty() && !joined.ends_with('/')) joined += '/';
-  return joined.append(path);
+  joined += path;
+  return joined;
 }
 
-std::string normalised_path(std::string_view path) {
+std::string normalised_path(std::string path) {
+  if (is_plainly_normalised(path)) return path;
   const std::size_t slashes = leading_slashes_kept(path);
-  std::vector<std::string_view> kept;
-  while (!path.empty()) {
-    const std::string_view part = take_component(path);
+  std::string result(slashes, '/');
+  for (std::string_view rest = path; !rest.empty();) {
+    const std::string_view part = take_component(rest);
     if (part.empty() || part == ".") continue;
-    const bool nothing_to_leave = kept.empty() || kept.back() == "..";
-    if (part != ".." || (nothing_to_leave && slashes == 0)) {
-      kept.push_back(part);
-    } else if (!kept.empty()) {
-      kept.pop_back();
+    const std::string_view kept = std::string_view(result).substr(slashes);
+    const std::string_view last = kept.substr(last_component_start(kept));
+    if (part == ".." && !last.empty() && last != "..") {
+      const std::size_t cut = last.size() < kept.size() ? last.size() + 1 : last.size();
+      result.resize(result.size() - cut);
+    } else if (part != ".." || slashes == 0) {
+      if (!kept.empty()) result += '/';
+      result += part;
     }
   }
-  std::string result(slashes, '/');
-  for (std::size_t i = 0; i < kept.size(); ++i) {
-    if (i > 0) result += '/';
-    result += kept[i];
-  }
-  return result.empty() ? "." : result;
+  if (result.empty()) result = '.';
+  return result;
 }
 
-std::string absolute_path(std::string_view path) {
-  if (is_absolute_path(path)) return normalised_path(path);
+std::string absolute_path(std::string path) {
+  if (is_absolute_path(path)) return normalised_path(std::move(path));
   std::error_code failure;
   const std::string directory = std::filesystem::current_path(failure).native();
   if (failure) throw SystemError(failure.value());

@@ -7,8 +7,8 @@ namespace {
 
 py::dict servers(const Manager& self) {
   py::dict result;
-  for (const auto& [server_id, record] : without_gil([&] { return self.servers(); })) {
-    result[given_text(server_id)] = server_info_to_python(*record);
+  for (const auto& record : without_gil([&] { return self.servers(); })) {
+    result[given_text(record->server_id)] = server_info_to_python(*record);
   }
   return result;
 }

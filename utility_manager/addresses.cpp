@@ -8,8 +8,17 @@
 namespace utility_manager {
 namespace {
 
-std::string http_address(const std::string& host, const std::string& port) {
-  return "http://" + host + ":" + port;
+std::string joined(std::initializer_list<std::string_view> parts) {
+  std::size_t size = 0;
+  for (const auto part : parts) size += part.size();
+  std::string text;
+  text.reserve(size);
+  for (const auto part : parts) text += part;
+  return text;
+}
+
+std::string http_address(std::string_view host, std::string_view port) {
+  return joined({"http://", host, ":", port});
 }
 
 std::string text_at(const values::Value& mapping, const char* key, const char* absent) {
@@ -36,9 +45,9 @@ std::string gui_address_or_fallback(const values::Value& gui_addr) {
 std::string mapped_url(const std::string& base, const std::string& utility_name,
                        const std::optional<std::string>& group_name, bool require_group_name) {
   if (require_group_name && group_name && !group_name->empty()) {
-    return base + "/group_utility/" + *group_name + "/" + utility_name;
+    return joined({base, "/group_utility/", *group_name, "/", utility_name});
   }
-  return base + "/utility/" + utility_name;
+  return joined({base, "/utility/", utility_name});
 }
 
 std::string _build_mapped_url(const std::string& utility_name,

@@ -15,39 +15,29 @@ namespace utility_manager {
 class ServerTable {
  public:
   using Record = std::shared_ptr<const ServerInfo>;
-  using Entry = std::pair<std::string, Record>;
 
-  const std::vector<Entry>& entries() const { return entries_; }
-
-  std::vector<std::string> identifiers() const {
-    std::vector<std::string> result;
-    for (const auto& [server_id, record] : entries_) result.push_back(server_id);
-    return result;
-  }
+  const std::vector<Record>& records() const { return records_; }
 
   /// Null when there is no such instance.
   Record find(const std::string& server_id) const {
-    const auto entry = position(server_id);
-    return entry == entries_.end() ? nullptr : entry->second;
+    const auto record = position(server_id);
+    return record == records_.end() ? nullptr : *record;
   }
 
-  /// `server_id` must not be in the table.
-  void add(std::string server_id, Record record) {
-    entries_.emplace_back(std::move(server_id), std::move(record));
-  }
+  /// An instance with this identifier must not be in the table.
+  void add(Record record) { records_.push_back(std::move(record)); }
 
   void remove(const std::string& server_id) {
-    const auto entry = position(server_id);
-    if (entry != entries_.end()) entries_.erase(entry);
+    const auto record = position(server_id);
+    if (record != records_.end()) records_.erase(record);
   }
 
  private:
-  std::vector<Entry>::const_iterator position(const std::string& server_id) const {
-    return std::find_if(entries_.begin(), entries_.end(),
-                        [&](const Entry& entry) { return entry.first == server_id; });
+  std::vector<Record>::const_iterator position(const std::string& server_id) const {
+    return std::ranges::find(records_, server_id, &ServerInfo::server_id);
   }
 
-  std::vector<Entry> entries_;
+  std::vector<Record> records_;
 };
 
 }  // namespace utility_manager

@@ -169,7 +169,7 @@ UtilityServerManager::StartPlan UtilityServerManager::plan_start(
 
 std::int64_t UtilityServerManager::reserve_port(const StartPlan& plan) {
   if (plan.is_navbar) {
-    for (const auto& [server_id, record] : servers_.entries()) {
+    for (const auto& record : servers_.records()) {
       if (record->utility_name == plan.utility_name) throw runs_in_navbar(plan.utility_name);
     }
   } else {
@@ -193,7 +193,7 @@ void UtilityServerManager::check_starts_in_progress(const StartPlan& plan) const
 }
 
 void UtilityServerManager::record_start(const StartPlan& plan, ServerTable::Record record) {
-  servers_.add(plan.server_id, std::move(record));
+  servers_.add(std::move(record));
   std::erase(starting_, plan.marker());
 }
 
@@ -210,7 +210,7 @@ void UtilityServerManager::announce_start(const StartPlan& plan, const ServerInf
 void UtilityServerManager::_check_existing_instances(const std::string& utility_name,
                                                      const std::string& group_name,
                                                      bool require_group_name) {
-  for (const auto& [server_id, record] : servers_.entries()) {
+  for (const auto& record : servers_.records()) {
     if (record->utility_name != utility_name) continue;
     const auto info = _get_utility_info(utility_name, true);
     const bool existing_requires = info && values::truthy_at(info->fields, "require_group_name");

@@ -48,9 +48,9 @@ ServerInfo UtilityServerManager::_create_server_info(
   return info;
 }
 
-std::vector<ServerTable::Entry> UtilityServerManager::servers() const {
+std::vector<ServerTable::Record> UtilityServerManager::servers() const {
   const LockHeld held(lock);
-  return servers_.entries();
+  return servers_.records();
 }
 
 std::set<std::int64_t> UtilityServerManager::used_ports() const {

@@ -119,7 +119,7 @@ class UtilityServerManager : public std::enable_shared_from_this<UtilityServerMa
                                         const std::optional<std::string>& studio_url = {});
 
   /// Snapshots of the attributes.
-  std::vector<ServerTable::Entry> servers() const EXCLUDES(lock);
+  std::vector<ServerTable::Record> servers() const EXCLUDES(lock);
   std::set<std::int64_t> used_ports() const EXCLUDES(lock);
   std::shared_ptr<MonitorThread> monitor_thread() const;
   bool running() const;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string_view>
+
 #include "values/value.h"
 
 namespace values {
@@ -7,10 +9,13 @@ namespace values {
 /// True for anything but null, false, zero, an empty text, an empty list and an empty mapping.
 bool truthy(const Value& value);
 
-/// Truthiness of the value under `key`; false when `mapping` has no such key.
-bool truthy_at(const Value& mapping, const char* key);
+/// Truthiness of the value under `key`; false when there is none.
+bool truthy_at(const Value& mapping, std::string_view key);
 
-/// The value under `key`, or null when `mapping` has no such key. Refers into `mapping`.
-const Value& at_or_null(const Value& mapping, const char* key);
+/// The value under `key`; null when there is none. Refers into `mapping`.
+const Value& at_or_null(const Value& mapping, std::string_view key);
+
+/// The value under `key`; a null pointer when there is none, or `mapping` is no mapping.
+const Value* find_member(const Value& mapping, std::string_view key);
 
 }  // namespace values

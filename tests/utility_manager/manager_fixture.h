@@ -72,8 +72,8 @@ class ManagerTest : public testing::Test {
   }
 
   utility_manager::ServerTable::Record record(const Value& server_id) {
-    for (const auto& [id, record] : manager->servers()) {
-      if (server_id == id) return record;
+    for (const auto& record : manager->servers()) {
+      if (server_id == record->server_id) return record;
     }
     return nullptr;
   }

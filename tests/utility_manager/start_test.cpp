@@ -42,7 +42,8 @@ TEST_F(RealStart, APersistentInstanceOfAGroup) {
   client.language = "zh";
   const Value config = {{"group_name", "old"}, {"b", 1}};
   const auto result = start("notes", "lab", config);
-  const auto [server_id, info] = manager->servers().at(0);
+  const auto info = manager->servers().at(0);
+  const auto& server_id = info->server_id;
   EXPECT_EQ(result.dump(), Value({{"server_id", server_id},
                                   {"port", 8890},
                                   {"local_url", "http://localhost:8890"},
@@ -290,7 +291,7 @@ TEST_F(Stress, ManyThreadsKeepTheBooksConsistent) {
     std::minstd_rand random(static_cast<unsigned>(thread + 1));
     for (int i = 0; i < 16; ++i) {
       const auto servers = manager->servers();
-      const auto any = servers.empty() ? "" : servers[random() % servers.size()].first;
+      const auto any = servers.empty() ? "" : servers[random() % servers.size()]->server_id;
       const auto group = "group " + std::to_string(random() % 6);
       const std::function<void()> operations[] = {
           [&] { start("grouped", group); },
@@ -309,7 +310,7 @@ TEST_F(Stress, ManyThreadsKeepTheBooksConsistent) {
         operations[random() % std::size(operations)]();
       } catch (const RuntimeError&) {  // it runs already, or has died
       }
-      if (random() % 8 == 0 && !servers.empty()) servers[0].second->process->terminate();
+      if (random() % 8 == 0 && !servers.empty()) servers[0]->process->terminate();
       if (thread == 0) system.let_monitor_pass();
     }
   };
@@ -320,9 +321,9 @@ TEST_F(Stress, ManyThreadsKeepTheBooksConsistent) {
   Ports ports;
   std::set<std::string> files;
   std::set<std::string> kept;
-  for (const auto& [server_id, info] : manager->servers()) {
+  for (const auto& info : manager->servers()) {
     EXPECT_TRUE(ports.insert(info->port).second);
-    if (info->utility_name == "kept") kept.insert(server_id + ".json");
+    if (info->utility_name == "kept") kept.insert(info->server_id + ".json");
   }
   for (const auto& file : std::filesystem::directory_iterator(manager->state_dir())) {
     files.insert(file.path().filename());

@@ -40,7 +40,7 @@ std::optional<std::string> UtilityServerManager::_get_plugin_path_from_includes(
     for (const auto& line : text_lines(platform::read_file(path))) {
       const auto stripped = values::strip(line);
       if (stripped.empty()) continue;
-      auto directory = platform::normalised_path(stripped);
+      auto directory = platform::normalised_path(std::string(stripped));
       if (holds_plugin(directory, plugin_name)) return directory;
     }
   } catch (const std::exception&) {  // the plugin isn't found here

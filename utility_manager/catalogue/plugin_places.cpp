@@ -1,5 +1,7 @@
 #include "utility_manager/catalogue/plugin_places.h"
 
+#include <utility>
+
 #include "platform/files.h"
 #include "platform/paths.h"
 #include "utility_manager/failures.h"
@@ -14,31 +16,35 @@ bool is_builtin_plugin(bool builtin, std::string_view plugin_name) {
 
 bool is_builtin_record(const values::Value& utility_info) {
   const auto& name = values::at_or_null(utility_info, "plugin_name");
-  return is_builtin_plugin(values::truthy_at(utility_info, "builtin"),
-                           name.is_string() ? name.get_ref<const std::string&>() : "");
+  return is_builtin_plugin(
+      values::truthy_at(utility_info, "builtin"),
+      name.is_string() ? std::string_view(name.get_ref<const std::string&>()) : "");
 }
 
-std::string plugin_name_of(const values::Value& utility_info) {
+const std::string& plugin_name_of(const values::Value& utility_info) {
   const auto& name = values::at_or_null(utility_info, "plugin_name");
   if (!name.is_string()) throw TypeError("plugin_name must be a text");
-  return name.get<std::string>();
+  return name.get_ref<const std::string&>();
 }
 
 FoundFile find_below(const std::string& path, const std::optional<std::string>& base,
-                     const std::vector<std::string>& sub_directories) {
-  FoundFile found{.path = path, .modification_time = {}};
-  if (platform::is_absolute_path(path) || !base || base->empty()) return found;
-  const auto look_at = [&found](const std::string& candidate) {
-    found.modification_time = platform::modification_time(candidate);
-    if (found.modification_time) found.path = platform::absolute_path(candidate);
-    return found.modification_time.has_value();
+                     std::initializer_list<std::string_view> sub_directories) {
+  const auto look_at = [](std::string candidate) -> std::optional<FoundFile> {
+    const auto modification_time = platform::modification_time(candidate);
+    if (!modification_time) return std::nullopt;
+    return FoundFile{platform::absolute_path(std::move(candidate)), modification_time};
   };
-  if (look_at(platform::join_paths(*base, path))) return found;
-  if (!platform::is_bare_file_name(path)) return found;
-  for (const auto& directory : sub_directories) {
-    if (look_at(platform::join_paths(platform::join_paths(*base, directory), path))) break;
+  const bool is_relative = !platform::is_absolute_path(path) && base && !base->empty();
+  if (is_relative) {
+    if (auto found = look_at(platform::join_paths(*base, path))) return *std::move(found);
   }
-  return found;
+  if (is_relative && platform::is_bare_file_name(path)) {
+    for (const auto directory : sub_directories) {
+      auto found = look_at(platform::join_paths(platform::join_paths(*base, directory), path));
+      if (found) return *std::move(found);
+    }
+  }
+  return {path, std::nullopt};
 }
 
 std::vector<std::string> text_lines(const std::string& bytes) {

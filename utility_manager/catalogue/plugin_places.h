@@ -1,5 +1,6 @@
 #pragma once
 
+#include <initializer_list>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -16,8 +17,9 @@ bool is_builtin_plugin(bool builtin, std::string_view plugin_name);
 /// The same from the keys `builtin` and `plugin_name` of a catalogue record.
 bool is_builtin_record(const values::Value& utility_info);
 
-/// `plugin_name` of a catalogue record. Fails with `TypeError` when it is no text.
-std::string plugin_name_of(const values::Value& utility_info);
+/// `plugin_name` of a catalogue record. Fails with `TypeError` when it is no text. Refers into
+/// `utility_info`.
+const std::string& plugin_name_of(const values::Value& utility_info);
 
 /// What a look for a file gave.
 struct FoundFile {
@@ -28,7 +30,7 @@ struct FoundFile {
 /// The absolute form of the first of `base`/`path` and, for a bare file name, `base`/`sub`/`path`
 /// that exists; `path` unchanged when it is absolute, there is no base, or none exists.
 FoundFile find_below(const std::string& path, const std::optional<std::string>& base,
-                     const std::vector<std::string>& sub_directories);
+                     std::initializer_list<std::string_view> sub_directories);
 
 /// The lines of a text as the client's Python reads them: LF, CR LF and CR end a line. Reading
 /// stops at what is no UTF-8, as the client's does.

@@ -12,7 +12,8 @@ namespace {
 
 constexpr std::string_view suffix = ".json";
 
-using Known = std::unordered_map<std::string, ServerTable::Record>;
+/// The instances in the table, by identifier.
+using Known = std::unordered_map<std::string_view, const ServerInfo*>;
 
 struct Candidate {
   std::string file_name;
@@ -67,11 +68,11 @@ void examine(const platform::DirectoryFile& entry, const Known& known, std::int6
     result.remove.push_back(file->server_id.empty() ? stem : file->server_id);
     return;
   }
-  const auto record = known.find(file->server_id);
-  const bool is_known = record != known.end();
-  if (!is_alive(*file, is_known ? record->second.get() : nullptr)) {
+  const auto place = known.find(file->server_id);
+  const auto* const record = place == known.end() ? nullptr : place->second;
+  if (!is_alive(*file, record)) {
     result.remove.push_back(file->server_id);
-  } else if (!is_known) {
+  } else if (!record) {
     examine_new(entry.name, *file, now, result);
   }
 }
@@ -99,7 +100,9 @@ void UtilityServerManager::_remove_state_file(const std::string& server_id) cons
 void UtilityServerManager::_load_persisted_states() {
   const auto files = state_files_in(state_dir_);
   const auto table = servers();
-  const Known known(table.begin(), table.end());
+  if (files.empty()) return;
+  Known known;
+  for (const auto& record : table) known.emplace(record->server_id, record.get());
   const auto now = static_cast<std::int64_t>(std::floor(platform::system().wall_clock()));
   Reconciliation changes;
   for (const auto& file : files) examine(file, known, now, changes);
@@ -116,8 +119,7 @@ void UtilityServerManager::_load_persisted_states() {
     for (auto& [file_name, info] : changes.add) {
       if (servers_.find(info.server_id)) continue;
       used_ports_.insert(info.port);
-      auto server_id = info.server_id;
-      servers_.add(std::move(server_id), std::make_shared<const ServerInfo>(std::move(info)));
+      servers_.add(std::make_shared<const ServerInfo>(std::move(info)));
     }
   } catch (const std::exception&) {  // what is left is seen at the next load
   }

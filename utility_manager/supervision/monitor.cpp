@@ -25,10 +25,10 @@ void UtilityServerManager::_monitor_loop() {
 
 void UtilityServerManager::monitor_pass() {
   try {
-    for (const auto& [server_id, unused] : servers()) {
+    for (const auto& listed : servers()) {
       try {
-        const auto record = server(server_id);
-        if (record && instance_is_dead(*record)) _handle_server_died(server_id);
+        const auto record = server(listed->server_id);
+        if (record && instance_is_dead(*record)) _handle_server_died(record->server_id);
       } catch (const std::exception&) {  // looked at again in the next pass
       }
     }

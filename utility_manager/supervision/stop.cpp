@@ -18,16 +18,16 @@ bool UtilityServerManager::stop_utility_server(const std::string& server_id) {
 }
 
 void UtilityServerManager::stop_all_utility_servers() {
-  for (const auto& [server_id, record] : servers()) stop_utility_server(server_id);
+  for (const auto& record : servers()) stop_utility_server(record->server_id);
 }
 
 void UtilityServerManager::cleanup_all_servers() {
   running_ = false;
   if (const auto monitor = monitor_thread()) monitor->join(timings::monitor_join);
-  for (const auto& [server_id, unused] : servers()) {
+  for (const auto& listed : servers()) {
     try {
-      const auto record = server(server_id);
-      if (record && !is_persistent(*record)) stop_utility_server(server_id);
+      const auto record = server(listed->server_id);
+      if (record && !is_persistent(*record)) stop_utility_server(record->server_id);
     } catch (const std::exception&) {  // the next one follows
     }
   }

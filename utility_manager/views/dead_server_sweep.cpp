@@ -5,13 +5,11 @@ namespace utility_manager {
 
 void UtilityServerManager::sweep_dead_servers() {
   _load_persisted_states();
-  std::vector<std::string> dead;
-  for (const auto& [server_id, record] : servers()) {
-    if (instance_is_dead(*record)) dead.push_back(server_id);
-  }
+  auto dead = servers();
+  std::erase_if(dead, [](const auto& record) { return !instance_is_dead(*record); });
   if (dead.empty()) return;
   const LockHeld held(lock);
-  for (const auto& server_id : dead) forget_server(server_id);
+  for (const auto& record : dead) forget_server(record->server_id);
 }
 
 }  // namespace utility_manager

@@ -23,11 +23,6 @@ values::Value text_or_null(const std::optional<std::string>& text) {
   return text ? values::Value(*text) : values::Value();
 }
 
-values::Value field_or(const values::Value& fields, const char* key, const values::Value& absent) {
-  const auto member = fields.find(key);
-  return member == fields.end() ? absent : *member;
-}
-
 void append_if_present(values::Value& entry, const char* key,
                        const std::optional<std::string>& text) {
   if (text) append(entry, key, *text);

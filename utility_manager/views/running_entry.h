@@ -4,6 +4,7 @@
 #include <string>
 
 #include "utility_manager/server_info.h"
+#include "values/truthiness.h"
 #include "values/value.h"
 
 /// What the records of running instances have in common.
@@ -19,7 +20,11 @@ void append(values::Value& entry, const char* key, values::Value value);
 values::Value text_or_null(const std::optional<std::string>& text);
 
 /// The value under `key`, `absent` when `fields` has no such key; an empty value stays empty.
-values::Value field_or(const values::Value& fields, const char* key, const values::Value& absent);
+template <typename Absent>
+values::Value field_or(const values::Value& fields, const char* key, const Absent& absent) {
+  const auto* const member = values::find_member(fields, key);
+  return member ? *member : values::Value(absent);
+}
 
 /// Adds `key` where there is a text; otherwise the record gets no such key.
 void append_if_present(values::Value& entry, const char* key,

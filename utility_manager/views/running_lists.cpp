@@ -26,7 +26,7 @@ Value UtilityServerManager::list_utility_servers() {
   ViewContext context;
   auto result = Value::array();
   const LockHeld held(lock);
-  for (const auto& [server_id, record] : servers_.entries()) {
+  for (const auto& record : servers_.records()) {
     result.push_back(list_entry(*record, context));
   }
   return result;
@@ -56,7 +56,7 @@ Value UtilityServerManager::list_all_running_utilities_grouped() {
   ViewContext context;
   auto without_group = Value::array();
   auto by_group = Value::object();
-  for (const auto& [server_id, record] : servers()) {
+  for (const auto& record : servers()) {
     auto entry = grouped_entry(*record, context);
     if (record->group_name) {
       by_group[*record->group_name].push_back(std::move(entry));

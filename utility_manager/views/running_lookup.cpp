@@ -28,12 +28,12 @@ std::optional<Value> UtilityServerManager::match_running(
     const std::string& utility_name, const std::optional<std::string>& group_name,
     ViewContext& context) {
   const LockHeld held(lock);
-  for (const auto& [server_id, record] : servers_.entries()) {
+  for (const auto& record : servers_.records()) {
     if (record->utility_name != utility_name || record->group_name != group_name) continue;
     const auto info = catalogue_record(*record, true, context);
     const auto route = info ? field_or(info->fields, "default_route", "/") : Value("/");
     auto entry = new_entry();
-    append(entry, "server_id", server_id);
+    append(entry, "server_id", record->server_id);
     append(entry, "utility_name", utility_name);
     append(entry, "port", record->port);
     append(entry, "local_url", local_address(record->port));

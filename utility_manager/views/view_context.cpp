@@ -25,11 +25,11 @@ UtilityInfoPtr ViewContext::utility_info(UtilityServerManager& manager,
 
 const std::optional<std::string>& ViewContext::plugin_base_path(const std::string& plugin_name,
                                                                 bool is_builtin) {
-  const std::pair key(plugin_name, is_builtin);
-  const auto known = base_paths_.find(key);
-  if (known != base_paths_.end()) return known->second;
-  return base_paths_
-      .emplace(key, UtilityServerManager::_get_plugin_base_path(plugin_name, is_builtin))
+  auto& base_paths = is_builtin ? builtin_base_paths_ : base_paths_;
+  const auto known = base_paths.find(plugin_name);
+  if (known != base_paths.end()) return known->second;
+  return base_paths
+      .emplace(plugin_name, UtilityServerManager::_get_plugin_base_path(plugin_name, is_builtin))
       .first->second;
 }
 

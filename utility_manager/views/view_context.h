@@ -3,7 +3,7 @@
 #include <map>
 #include <optional>
 #include <string>
-#include <utility>
+#include <unordered_map>
 
 #include "utility_manager/catalogue/utility_info.h"
 #include "values/value.h"
@@ -39,8 +39,9 @@ class ViewContext {
 
   std::optional<std::string> gui_base_;
   std::optional<values::Value> permissions_;
-  std::map<std::string, UtilityInfoPtr> utility_infos_;
-  std::map<std::pair<std::string, bool>, std::optional<std::string>> base_paths_;
+  std::unordered_map<std::string, UtilityInfoPtr> utility_infos_;
+  std::map<std::string, std::optional<std::string>> base_paths_;  ///< by plugin
+  std::map<std::string, std::optional<std::string>> builtin_base_paths_;
   std::map<std::string, bool> group_decisions_;
 };
 

@@ -286,7 +286,7 @@ TEST_F(RealStateFiles, OutliveTheirManager) {
   const auto server_id = start("kept", "lab", {{"名", 1}}).at("server_id").get<std::string>();
   const auto original = record(server_id);
   auto later = std::make_shared<UtilityServerManager>();
-  const auto adopted = later->servers().at(0).second;
+  const auto adopted = later->servers().at(0);
   EXPECT_EQ(adopted->config, original->config);
   EXPECT_EQ(adopted->create_time, original->create_time);
   EXPECT_EQ(adopted->group_name, "lab");

@@ -28,7 +28,7 @@ using benchmarks::seconds_of;
 using utility_manager::UtilityServerManager;
 
 constexpr int stops = 8;
-constexpr int trees = 2;
+constexpr int trees = 1;
 constexpr int tree_size = 100;
 constexpr int spawns = 16;
 constexpr int forks = 2;

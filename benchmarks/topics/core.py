@@ -7,14 +7,12 @@ import measuring
 import places
 from rows import Row, milliseconds
 
-REPETITIONS = 25
-
-
-def times_by_name() -> dict[str, float]:
-    """The seconds of each C++ benchmark, by its name and argument."""
+def times_by_name(names: str, repetitions: int) -> dict[str, float]:
+    """The seconds of each C++ benchmark, by its name and argument. They take turns."""
     result = places.DIRECTORY / "core.json"
     options = {
-        "repetitions": REPETITIONS,
+        "filter": names,
+        "repetitions": repetitions,
         "enable_random_interleaving": "true",
         "out": result,
         "out_format": "json",
@@ -37,7 +35,7 @@ def ratio(what: str, figure: float, beside: float, remark: str, bar: float) -> R
 
 
 def measure() -> list[Row]:
-    times = times_by_name()
+    times = times_by_name("^tree", 120) | times_by_name("-^tree", 25)
     beyond = (times["stop"] - times["stop_in_bare_c"]) * 1000
     forks = " and ".join(milliseconds(times[f"fork_in_bare_c/{size}"]) for size in (0, 1024))
     return [

@@ -1,7 +1,8 @@
 # The extension module, once per process-inspection layer. The variants are linked from the same
 # objects and differ in one source, python/inspection_<layer>.cpp.
 file(GLOB layer_sources CONFIGURE_DEPENDS python/inspection_*.cpp)
-file(GLOB binding_sources CONFIGURE_DEPENDS python/bind_*.cpp)
+file(GLOB binding_sources CONFIGURE_DEPENDS
+     python/bind_*.cpp python/arguments.cpp python/client_process.cpp python/module.cpp)
 file(GLOB module_sources CONFIGURE_DEPENDS python/*.cpp)
 list(REMOVE_ITEM module_sources ${layer_sources} ${binding_sources})
 
@@ -20,7 +21,7 @@ target_precompile_headers(module_objects PRIVATE <nlohmann/json.hpp> <pybind11/c
 add_library(binding_objects OBJECT ${binding_sources})
 target_link_libraries(binding_objects PUBLIC core pybind11::module)
 target_precompile_headers(binding_objects REUSE_FROM module_objects)
-set_target_properties(binding_objects PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 4)
+set_target_properties(binding_objects PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 6)
 
 foreach(source IN LISTS layer_sources)
   string(REGEX REPLACE ".*/inspection_([a-z]+)\\.cpp$" "\\1" layer ${source})

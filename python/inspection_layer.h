@@ -14,4 +14,8 @@ struct InspectionLayer {
 /// interpreter lock held; lets through what is no ordinary failure.
 InspectionLayer inspection_layer();
 
+/// What the module shows as `psutil` for a layer that isn't a Python module, so that a client can
+/// see that there is one. Called once; `inspection` is never destroyed.
+Ref native_layer_object(host::ProcessInspection& inspection);
+
 }  // namespace python

@@ -1,8 +1,8 @@
 """Two entries of the create-experiment menu (`create_exp_entry`).
 
-The planner is also a navigation bar utility that requires a group. Such a utility runs once,
-without a group, and lets the user choose the group in its own pages; the checklist runs per group
-as usual.
+The planner is placed in the navigation bar and requires a group, which leaves it to this menu
+alone. Such a utility runs once, without a group, and lets the user choose the group in its own
+pages; the checklist runs per group as usual.
 """
 
 __VELMORA_PLUGIN_NAME__ = "experiment_tools"

@@ -35,7 +35,7 @@ def ratio(what: str, figure: float, beside: float, remark: str, bar: float) -> R
 
 
 def measure() -> list[Row]:
-    times = times_by_name("^tree", 120) | times_by_name("-^tree", 25)
+    times = times_by_name("^tree", 200) | times_by_name("-^tree", 25)
     beyond = (times["stop"] - times["stop_in_bare_c"]) * 1000
     forks = " and ".join(milliseconds(times[f"fork_in_bare_c/{size}"]) for size in (0, 1024))
     return [

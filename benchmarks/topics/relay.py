@@ -13,7 +13,7 @@ from rows import Row, quantity
 CLIENT = [sys.executable, str(places.SOURCES / "benchmarks" / "relay_client.py")]
 MANY_LINES = 1_000_000  # on each of the two streams
 FEW_LINES = 100_000
-ROUNDS = 25
+ROUNDS = 41
 
 CROWD = 8
 CROWD_LINES = 20_000

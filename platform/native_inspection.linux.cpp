@@ -93,7 +93,8 @@ class NativeInspection : public host::ProcessInspection {
     Processes left = targets;
     milliseconds pause(1);
     for (;;) {
-      // Only when all have ended can each be collected: an orphan first changes its parent.
+      // Before the first is collected all are waited for: a descendant can't be collected while its
+      // own parent, which may end later, still runs.
       for (const auto& target : left) reference_of(*target).wait_for_end(deadline);
       std::erase_if(left, [](const auto& target) { return has_gone(reference_of(*target)); });
       if (left.empty() || deadline.passed()) return left;

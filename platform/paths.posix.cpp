@@ -27,7 +27,7 @@ std::size_t leading_slashes_kept(std::string_view path) {
   return count == 2 ? 2 : std::min<std::size_t>(count, 1);
 }
 
-/// True for nearly every path that needs no change.
+/// True only for a path that needs no change, and for nearly every such path.
 bool is_plainly_normalised(std::string_view path) {
   if (path.empty() || path.starts_with('.')) return false;
   for (std::size_t slash = path.find('/'); slash != path.npos; slash = path.find('/', slash + 1)) {

@@ -14,7 +14,7 @@ struct ProcessRow {
   pid_t pid = 0;
   pid_t parent = 0;
   std::uint64_t start_ticks = 0;  ///< since the system's start
-  ino_t entry = 0;                ///< of the process in the table
+  ino_t entry_number = 0;         ///< of the process's directory
 };
 
 /// All processes that can be seen, ended but uncollected ones included. Fails with `SystemError`
@@ -28,7 +28,7 @@ std::vector<ProcessRow> descendants_in(const std::vector<ProcessRow>& rows, pid_
 /// Nothing where there is no such process, or where it can't be looked at.
 std::optional<std::uint64_t> start_ticks(pid_t pid);
 
-/// True when the id of `row` still belongs to the process that the row tells of.
+/// True unless the id of `row` belongs to nobody or to another process than the row tells of.
 bool is_current(const ProcessRow& row);
 
 struct ProcessDetails {

@@ -107,7 +107,7 @@ std::vector<ProcessRow> process_rows() {
     const std::string path = std::string(entry->d_name) + "/stat";
     auto row = read_row(::dirfd(table.get()), path.c_str(), *pid);
     if (!row) continue;
-    row->entry = entry->d_ino;
+    row->entry_number = entry->d_ino;
     rows.push_back(*row);
   }
   return rows;
@@ -119,11 +119,14 @@ std::optional<std::uint64_t> start_ticks(pid_t pid) {
 }
 
 bool is_current(const ProcessRow& row) {
-  // The entry of a later owner of the id has another number. One process may get several in turn,
-  // when the system drops what it keeps of its table.
-  struct stat entry {};
-  if (::stat(proc_path(row.pid, "").data(), &entry) != 0) return false;
-  return entry.st_ino == row.entry || start_ticks(row.pid) == row.start_ticks;
+  // The directory of a later owner of the id has another number. One process may get several in
+  // turn, when the system drops what it keeps of its table.
+  struct stat directory {};
+  if (::stat(proc_path(row.pid, "").data(), &directory) != 0) {
+    return errno != ENOENT && errno != ESRCH;
+  }
+  return directory.st_ino == row.entry_number ||
+         start_ticks(row.pid).value_or(row.start_ticks) == row.start_ticks;
 }
 
 std::optional<ProcessDetails> process_details(pid_t pid) {

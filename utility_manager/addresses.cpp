@@ -1,5 +1,8 @@
 #include "utility_manager/addresses.h"
 
+#include <initializer_list>
+#include <string_view>
+
 #include "host/services.h"
 #include "utility_manager/utility_manager.h"
 #include "values/text_form.h"

@@ -20,30 +20,35 @@ class TextBlock {
   bool empty() const { return size_ == 0; }
   std::string_view text() const { return {bytes_.get(), size_}; }
 
-  /// At least `wanted` bytes behind the text; what is written there becomes part of it with `add`.
+  /// At least `wanted` bytes behind the text; what is written there becomes part of it by `extend`.
   char* room(std::size_t wanted) {
-    if (capacity_ - size_ < wanted) grow(wanted);
+    if (capacity_ - size_ < wanted) {
+      reallocate(std::max(size_ + wanted, 2 * capacity_), bytes_.get());
+    }
     return bytes_.get() + size_;
   }
-  void add(std::size_t count) { size_ += count; }
+  void extend(std::size_t count) { size_ += count; }
 
-  /// Gives unusually much memory back once the text is empty.
+  /// Gives unusually much memory back once little text is left.
   void remove_start(std::size_t count) {
+    constexpr std::size_t usual = timings::relay_chunk_bytes;
     size_ -= count;
-    if (size_ > 0) {
-      std::memmove(bytes_.get(), bytes_.get() + count, size_);
-    } else if (capacity_ > 4 * timings::relay_chunk_bytes) {
-      bytes_.reset();
-      capacity_ = 0;
+    const char* const rest = bytes_.get() + count;
+    if (capacity_ > 4 * usual && size_ <= usual) {
+      reallocate(usual, rest);
+    } else if (size_ > 0) {
+      std::memmove(bytes_.get(), rest, size_);
     }
   }
 
+  void clear() { remove_start(size_); }
+
  private:
-  void grow(std::size_t wanted) {
-    capacity_ = std::max(size_ + wanted, 2 * capacity_);
-    auto bytes = std::make_unique_for_overwrite<char[]>(capacity_);
-    if (size_ != 0) std::memcpy(bytes.get(), bytes_.get(), size_);
+  void reallocate(std::size_t capacity, const char* text) {
+    auto bytes = std::make_unique_for_overwrite<char[]>(capacity);
+    if (size_ != 0) std::memcpy(bytes.get(), text, size_);
     bytes_ = std::move(bytes);
+    capacity_ = capacity;
   }
 
   std::unique_ptr<char[]> bytes_;
@@ -77,7 +82,7 @@ class OutputRelay {
 
   /// Of a long line only what is new is searched for its end.
   void take_new(std::size_t count) {
-    in_.add(count);
+    in_.extend(count);
     const auto end = in_.text().substr(in_.size() - count).rfind('\n');
     if (end == std::string_view::npos) return;
     const auto lines = in_.text().substr(0, in_.size() - count + end + 1);
@@ -96,7 +101,7 @@ class OutputRelay {
     if (out_.empty()) return;
     if (writable_) writable_ = platform::write_lines(out_.text());
     if (buffer_) buffer_->append(unchanged ? lines : without_lead(out_.text()));
-    out_.remove_start(out_.size());
+    out_.clear();
   }
 
   /// True when no line was stripped or skipped.
@@ -118,7 +123,7 @@ class OutputRelay {
     char* const text = start + lead_.size();
     std::memcpy(text, line.data(), line.size());
     text[line.size()] = '\n';
-    out_.add(lead_.size() + line.size() + 1);
+    out_.extend(lead_.size() + line.size() + 1);
   }
 
   std::string without_lead(std::string_view lines) const {

@@ -20,16 +20,16 @@ class ServerTable {
 
   /// Null when there is no such instance.
   Record find(const std::string& server_id) const {
-    const auto record = position(server_id);
-    return record == records_.end() ? nullptr : *record;
+    const auto place = position(server_id);
+    return place == records_.end() ? nullptr : *place;
   }
 
   /// An instance with this identifier must not be in the table.
   void add(Record record) { records_.push_back(std::move(record)); }
 
   void remove(const std::string& server_id) {
-    const auto record = position(server_id);
-    if (record != records_.end()) records_.erase(record);
+    const auto place = position(server_id);
+    if (place != records_.end()) records_.erase(place);
   }
 
  private:

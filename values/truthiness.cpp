@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <string>
 
+#include "values/members.h"
+
 namespace values {
 
 bool truthy(const Value& value) {
@@ -25,20 +27,6 @@ bool truthy(const Value& value) {
 
 bool truthy_at(const Value& mapping, std::string_view key) {
   return truthy(at_or_null(mapping, key));
-}
-
-const Value& at_or_null(const Value& mapping, std::string_view key) {
-  static const Value* const null = new Value;
-  const auto* const member = find_member(mapping, key);
-  return member ? *member : *null;
-}
-
-const Value* find_member(const Value& mapping, std::string_view key) {
-  if (!mapping.is_object()) return nullptr;
-  for (const auto& [name, value] : mapping.get_ref<const Value::object_t&>()) {
-    if (name == key) return &value;
-  }
-  return nullptr;
 }
 
 }  // namespace values

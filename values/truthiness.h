@@ -12,10 +12,4 @@ bool truthy(const Value& value);
 /// Truthiness of the value under `key`; false when there is none.
 bool truthy_at(const Value& mapping, std::string_view key);
 
-/// The value under `key`; null when there is none. Refers into `mapping`.
-const Value& at_or_null(const Value& mapping, std::string_view key);
-
-/// The value under `key`; a null pointer when there is none, or `mapping` is no mapping.
-const Value* find_member(const Value& mapping, std::string_view key);
-
 }  // namespace values

@@ -44,8 +44,8 @@ void look_for_other_than_ascii(const char* bytes, const char* end) {
   if ((all & 0x8080808080808080) != 0) _exit(1);
 }
 
-void look_for_white_end(const char* line_end) {
-  if (line_end[-1] <= ' ') _exit(1);
+void look_for_white_end(const char* line_feed) {
+  if (line_feed[-1] <= ' ') _exit(1);
 }
 
 const void* kept = nullptr;  // the last of the blocks that stay

@@ -7,8 +7,10 @@ import measuring
 import places
 from rows import Row, milliseconds
 
+
 def times_by_name(names: str, repetitions: int) -> dict[str, float]:
-    """The seconds of each C++ benchmark, by its name and argument. They take turns."""
+    """The seconds of each C++ benchmark whose name this pattern finds (with a minus before it: does
+    not find), by name and argument. They take turns."""
     result = places.DIRECTORY / "core.json"
     options = {
         "filter": names,

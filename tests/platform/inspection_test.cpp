@@ -162,8 +162,8 @@ TEST(Inspection, ALaterOwnerOfTheIdIsAnotherProcess) {
   const auto process = inspection.process(child->pid());
   const auto pinned = inspection.pin(child->pid());
   const ProcessRow row = row_of(*child);
-  ProcessRow renumbered = row;  // the system has dropped its entry and made it anew
-  ++renumbered.entry;
+  ProcessRow renumbered = row;  // the system has dropped its directory and made it anew
+  ++renumbered.entry_number;
   EXPECT_TRUE(is_current(row) && is_current(renumbered));
   std::this_thread::sleep_for(std::chrono::milliseconds(20));  // two ticks: start times differ
   child->terminate();

@@ -33,6 +33,7 @@ std::string relay(std::string_view bytes, const std::shared_ptr<StderrBuffer>& b
 
 TEST(OutputRelay, RelaysAndKeepsWholeLines) {
   const std::string filler(64 * 1024 - 2, 'x');
+  const std::string long_line(1 << 20, 'y');
   const struct {
     std::string bytes;
     Lines lines;
@@ -56,6 +57,7 @@ TEST(OutputRelay, RelaysAndKeepsWholeLines) {
       {std::string("nul\0x\n", 6), {std::string("nul\0x", 5)}},
       {filler + "ä\nb", {filler + "ä", "b"}},  // cut by the first read
       {filler + filler + filler, {filler + filler + filler}},
+      {long_line + "\nnext\nrest", {long_line, "next", "rest"}},  // and its memory goes
   };
   for (const auto& [bytes, lines] : cases) {
     const auto buffer = std::make_shared<StderrBuffer>();

@@ -3,6 +3,7 @@
 #include "host/services.h"
 #include "utility_manager/access/access_decision.h"
 #include "utility_manager/utility_manager.h"
+#include "values/members.h"
 #include "values/truthiness.h"
 
 namespace utility_manager {

@@ -5,6 +5,7 @@
 #include "utility_manager/catalogue/plugin_places.h"
 #include "utility_manager/utility_manager.h"
 #include "utility_manager/views/view_context.h"
+#include "values/members.h"
 #include "values/truthiness.h"
 
 namespace utility_manager {

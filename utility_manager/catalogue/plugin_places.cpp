@@ -5,6 +5,7 @@
 #include "platform/files.h"
 #include "platform/paths.h"
 #include "utility_manager/failures.h"
+#include "values/members.h"
 #include "values/text.h"
 #include "values/truthiness.h"
 
@@ -34,11 +35,9 @@ FoundFile find_below(const std::string& path, const std::optional<std::string>& 
     if (!modification_time) return std::nullopt;
     return FoundFile{platform::absolute_path(std::move(candidate)), modification_time};
   };
-  const bool is_relative = !platform::is_absolute_path(path) && base && !base->empty();
-  if (is_relative) {
-    if (auto found = look_at(platform::join_paths(*base, path))) return *std::move(found);
-  }
-  if (is_relative && platform::is_bare_file_name(path)) {
+  if (platform::is_absolute_path(path) || !base || base->empty()) return {path, std::nullopt};
+  if (auto found = look_at(platform::join_paths(*base, path))) return *std::move(found);
+  if (platform::is_bare_file_name(path)) {
     for (const auto directory : sub_directories) {
       auto found = look_at(platform::join_paths(platform::join_paths(*base, directory), path));
       if (found) return *std::move(found);

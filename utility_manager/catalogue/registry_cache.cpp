@@ -3,8 +3,8 @@
 #include <utility>
 
 #include "utility_manager/failures.h"
+#include "values/members.h"
 #include "values/text_form.h"
-#include "values/truthiness.h"
 
 namespace utility_manager {
 namespace {

@@ -2,6 +2,7 @@
 
 #include "values/json_read.h"
 #include "values/json_write.h"
+#include "values/members.h"
 #include "values/truthiness.h"
 
 namespace utility_manager {

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "utility_manager/failures.h"
+#include "values/members.h"
 #include "values/text.h"
 #include "values/text_form.h"
 #include "values/truthiness.h"

@@ -3,6 +3,7 @@
 #include "utility_manager/utility_manager.h"
 #include "utility_manager/views/running_entry.h"
 #include "utility_manager/views/view_context.h"
+#include "values/members.h"
 #include "values/text.h"
 #include "values/text_form.h"
 #include "values/truthiness.h"

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "utility_manager/server_info.h"
-#include "values/truthiness.h"
+#include "values/members.h"
 #include "values/value.h"
 
 /// What the records of running instances have in common.

@@ -38,6 +38,7 @@ def test_stubborn_tree_is_ended_and_keeps_its_exit_code(run_client):
         from utility_manager import utility_manager as manager
         server_id = manager.start_utility_server("", "tree", {{}})["server_id"]
         process = manager.servers[server_id]["process"]
+        while not (fake_client.DATA / "tree.pid").exists(): time.sleep(0.005)
         stopped = manager.stop_utility_server(server_id)
         assert not stopped or server_id not in manager.servers  # else the monitor may be quicker
         assert process.wait(10) == -signal.SIGKILL
@@ -86,6 +87,7 @@ threads = [threading.Thread(target=start, args=names)
            for names in [("", "kept"), ("", "own"), ("g", "each")]]
 for thread in threads: thread.start()
 for thread in threads: thread.join()
+manager.collect_utility_stderr_snippet(results["each"]["server_id"], 60.0)
 each, own = by_name()["each"], by_name()["own"]
 assert list(results["each"]) == ["server_id", "port", "local_url", "url", "pid"]
 assert list(each) == [*common, "stderr_buffer"] and each["stderr_buffer"] == ["a word"]

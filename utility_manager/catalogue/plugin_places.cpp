@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "host/services.h"
 #include "platform/files.h"
 #include "platform/paths.h"
 #include "utility_manager/failures.h"
@@ -10,6 +11,29 @@
 #include "values/truthiness.h"
 
 namespace utility_manager {
+namespace {
+
+/// The answer, which `ask` gives the first time.
+template <typename Ask>
+const std::string& remembered(std::optional<std::string>& answer, Ask ask) {
+  if (!answer) answer = ask();
+  return *answer;
+}
+
+/// True when the directory holds a plugin of this name. Runs the plugin's `main` the first time.
+bool holds_plugin(const std::string& directory, const std::string& plugin_name) {
+  if (!platform::is_regular_file(platform::join_paths(directory, "main.py"))) return false;
+  try {
+    auto& python = *host::services().python;
+    python.ensure_on_module_path(platform::directory_part(directory));
+    return python.module_carries_plugin_name(platform::last_component(directory) + ".main",
+                                             plugin_name);
+  } catch (const std::exception&) {
+    return false;
+  }
+}
+
+}  // namespace
 
 bool is_builtin_plugin(bool builtin, std::string_view plugin_name) {
   return builtin || plugin_name == "builtin_utility_server" || plugin_name.starts_with("builtin_");
@@ -26,6 +50,44 @@ const std::string& plugin_name_of(const values::Value& utility_info) {
   const auto& name = values::at_or_null(utility_info, "plugin_name");
   if (!name.is_string()) throw TypeError("plugin_name must be a text");
   return name.get_ref<const std::string&>();
+}
+
+const std::string& ClientDirectories::configuration() {
+  return remembered(configuration_,
+                    [] { return host::services().local->get_default_config_dir(); });
+}
+
+const std::string& ClientDirectories::plugins() {
+  return remembered(plugins_, [] { return host::services().local->get_plugin_dir(); });
+}
+
+const std::string& ClientDirectories::built_in_plugin() {
+  return remembered(built_in_plugin_,
+                    [] { return host::services().python->built_in_plugin_directory(); });
+}
+
+std::optional<std::string> plugin_base_path(const std::string& plugin_name, bool is_builtin,
+                                            ClientDirectories& directories) {
+  if (is_builtin) return directories.built_in_plugin();
+  if (auto path = included_plugin_path(plugin_name, directories)) return path;
+  auto path = platform::join_paths(directories.plugins(), plugin_name);
+  return platform::path_exists(path) ? std::optional(std::move(path)) : std::nullopt;
+}
+
+std::optional<std::string> included_plugin_path(const std::string& plugin_name,
+                                                ClientDirectories& directories) {
+  try {
+    const auto path = platform::join_paths(directories.configuration(), "plugin_includes.txt");
+    if (!platform::is_regular_file(path)) return std::nullopt;
+    for (const auto& line : text_lines(platform::read_file(path))) {
+      const auto stripped = values::strip(line);
+      if (stripped.empty()) continue;
+      auto directory = platform::normalised_path(std::string(stripped));
+      if (holds_plugin(directory, plugin_name)) return directory;
+    }
+  } catch (const std::exception&) {  // the plugin isn't found here
+  }
+  return std::nullopt;
 }
 
 FoundFile find_below(const std::string& path, const std::optional<std::string>& base,

@@ -21,6 +21,27 @@ bool is_builtin_record(const values::Value& utility_info);
 /// `utility_info`.
 const std::string& plugin_name_of(const values::Value& utility_info);
 
+/// The client's directories, each asked for when it is first needed and then no more. Lets failures
+/// of the client through. Belongs to one call and one thread.
+class ClientDirectories {
+ public:
+  const std::string& configuration();
+  const std::string& plugins();
+  const std::string& built_in_plugin();
+
+ private:
+  std::optional<std::string> configuration_;
+  std::optional<std::string> plugins_;
+  std::optional<std::string> built_in_plugin_;
+};
+
+/// The manager's `_get_plugin_base_path` and `_get_plugin_path_from_includes`, with directories
+/// that several look-ups of one call may share.
+std::optional<std::string> plugin_base_path(const std::string& plugin_name, bool is_builtin,
+                                            ClientDirectories& directories);
+std::optional<std::string> included_plugin_path(const std::string& plugin_name,
+                                                ClientDirectories& directories);
+
 /// What a look for a file gave.
 struct FoundFile {
   std::string path;

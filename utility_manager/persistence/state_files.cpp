@@ -99,7 +99,7 @@ void UtilityServerManager::_remove_state_file(const std::string& server_id) cons
 
 void UtilityServerManager::_load_persisted_states() {
   const auto files = state_files_in(state_dir_);
-  const auto table = servers();
+  const auto table = servers();  // waits for a stop under way, also when there is nothing to load
   if (files.empty()) return;
   Known known;
   for (const auto& record : table) known.emplace(record->server_id, record.get());

@@ -29,7 +29,8 @@ const std::optional<std::string>& ViewContext::plugin_base_path(const std::strin
   const auto known = base_paths.find(plugin_name);
   if (known != base_paths.end()) return known->second;
   return base_paths
-      .emplace(plugin_name, UtilityServerManager::_get_plugin_base_path(plugin_name, is_builtin))
+      .emplace(plugin_name,
+               utility_manager::plugin_base_path(plugin_name, is_builtin, directories_))
       .first->second;
 }
 

@@ -5,6 +5,7 @@
 #include <string>
 #include <unordered_map>
 
+#include "utility_manager/catalogue/plugin_places.h"
 #include "utility_manager/catalogue/utility_info.h"
 #include "values/value.h"
 
@@ -39,6 +40,7 @@ class ViewContext {
 
   std::optional<std::string> gui_base_;
   std::optional<values::Value> permissions_;
+  ClientDirectories directories_;
   std::unordered_map<std::string, UtilityInfoPtr> utility_infos_;
   std::map<std::string, std::optional<std::string>> base_paths_;  ///< by plugin
   std::map<std::string, std::optional<std::string>> builtin_base_paths_;

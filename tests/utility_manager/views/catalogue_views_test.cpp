@@ -121,7 +121,8 @@ TEST_F(CatalogueViews, SortCreateExperimentEntriesByFoldedTitle) {
   EXPECT_EQ(order, "9 13 12 7 8 2 6 5 gamma 4 3 1 11 10 ");
 }
 
-TEST_F(CatalogueViews, AskForRightsOnceAndForAGroupOnce) {
+TEST_F(CatalogueViews, AskNoServiceTwice) {
+  client.add_plugin("another", {{{"utility_name", "6"}, {"icon_path", "z"}}});
   start(R"([{"utility_name": "1", "access_level": "ORG_ADMIN", "require_group_name": true},
             {"utility_name": "2", "access_level": "ORG_ADMIN", "require_group_name": true},
             {"utility_name": "3", "access_level": "ORG_ADMIN", "require_group_name": true,

@@ -7,10 +7,10 @@ STUDIO ?= PYTHONPATH=build/python:studio /usr/bin/python3 -m velmora_studio
 .DEFAULT_GOAL := build
 .PHONY: run console test build bench format lint sanitize clean
 
-# Builds everything and runs the small Studio.
+# Builds everything and runs the small Studio, with STUDIO_OPTIONS such as --no-token.
 run: NEEDS = run
 run: build
-	$(STUDIO)
+	$(STUDIO) $(STUDIO_OPTIONS)
 
 # Takes a round through the manager in the terminal, without a browser.
 console: build
@@ -39,7 +39,7 @@ lint:
 	tools/check-layout
 	tools/lint
 
-# C++ tests under the address, undefined-behaviour and thread sanitizers, and the Clang build.
+# The tests under the address, undefined-behaviour and thread sanitizers, and the Clang build.
 sanitize:
 	tools/sanitize
 

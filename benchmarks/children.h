@@ -5,7 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "platform/child_process.h"
+#include "utility_manager/platform/child_process.h"
+
+using namespace utility_manager;
 
 /// Children for benchmarks, by the programs that lie beside the benchmark's own.
 namespace benchmarks {
@@ -14,10 +16,10 @@ namespace benchmarks {
 std::string program(const std::string& name);
 
 /// A child that has begun to wait for signals, and ends at the first.
-std::shared_ptr<platform::ChildProcess> waiting_child();
+std::shared_ptr<platform::ProcessHandle> waiting_child();
 
 /// A tree of so many processes, all of them there.
-std::shared_ptr<platform::ChildProcess> tree_of(int processes);
+std::shared_ptr<platform::ProcessHandle> tree_of(int processes);
 
 /// The seconds that `work` takes.
 template <typename Work>

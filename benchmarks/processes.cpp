@@ -17,15 +17,15 @@
 #include <unistd.h>
 
 #include "benchmarks/children.h"
-#include "host/services.h"
-#include "platform/native_inspection.h"
-#include "utility_manager/utility_manager.h"
+#include "utility_manager/platform/process.h"
+#include "utility_manager/supervision/process_control.h"
+
+using namespace utility_manager;
 
 namespace {
 
 using benchmark::State;
 using benchmarks::seconds_of;
-using utility_manager::UtilityServerManager;
 
 constexpr int stops = 8;
 constexpr int trees = 1;
@@ -33,10 +33,6 @@ constexpr int tree_size = 100;
 constexpr int spawns = 16;
 constexpr int forks = 2;
 constexpr std::size_t mebibyte = 1024 * 1024;
-
-void bind_inspection() {
-  host::bind({.psutil = platform::native_inspection()});
-}
 
 /// One iteration is so many runs, and its time the lower quartile of theirs: what else the machine
 /// does only ever adds.
@@ -52,11 +48,10 @@ void measure(State& state, int runs, Run seconds_of_run) {
 }
 
 void stop(State& state) {
-  bind_inspection();
+  platform::bind_processes(platform::native_processes());
   measure(state, stops, [&] {
     const auto child = benchmarks::waiting_child();
-    const double seconds =
-        seconds_of([&] { UtilityServerManager::_stop_utility_process(child, child->pid()); });
+    const double seconds = seconds_of([&] { stop_utility_process(child, child->pid()); });
     if (!child->returncode()) state.SkipWithError("the child still runs");
     return seconds;
   });
@@ -77,13 +72,12 @@ BENCHMARK(stop_in_bare_c)->UseManualTime()->Iterations(1);
 
 /// Orphans of a tree become children of this process, so that both sides collect all of them.
 void tree(State& state) {
-  bind_inspection();
+  platform::bind_processes(platform::native_processes());
   ::prctl(PR_SET_CHILD_SUBREAPER, 1);
   measure(state, trees, [&] {
     const auto root = benchmarks::tree_of(tree_size);
     bool gone = false;
-    const double seconds =
-        seconds_of([&] { gone = UtilityServerManager::_kill_process_tree(root->pid()); });
+    const double seconds = seconds_of([&] { gone = kill_process_tree(root->pid()); });
     if (!gone || ::waitpid(-1, nullptr, WNOHANG) != -1) state.SkipWithError("something is left");
     return seconds;
   });
@@ -162,7 +156,7 @@ class Resident {
 void spawn(State& state) {
   const Resident resident(static_cast<std::size_t>(state.range(0)) * mebibyte);
   measure(state, spawns, [] {
-    std::shared_ptr<platform::ChildProcess> child;
+    std::shared_ptr<platform::ProcessHandle> child;
     const double seconds = seconds_of([&] { child = platform::spawn_child({"/bin/true"}); });
     child->wait(std::nullopt);
     return seconds;

@@ -4,182 +4,159 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
-#include <pybind11/pybind11.h>
-#include <pybind11/stl.h>
-
-#include "platform/process_handle.h"
 #include "python/convert.h"
-#include "python/failures.h"
-#include "utility_manager/catalogue/utility_info.h"
-#include "values/value.h"
+#include "utility_manager/platform/process_handle.h"
+#include "utility_manager/values/value.h"
 
-/// The types of the arguments of bound operations, each with its conversion. A wrong type is a
-/// `TypeError`; None is one where the argument isn't optional.
-namespace python {
+/// The kinds of arguments of bound operations. Each has a `name()`, as the client reads it, a
+/// `Type` that the core gets, and `read`, which converts and fails with a `TypeError` on a wrong
+/// type. None is one unless the argument is optional.
+namespace utility_manager::python {
+
+/// Which argument of which operation is read.
+struct ArgumentName {
+  const char* operation;
+  const char* argument;
+  bool is_item = false;  ///< an item of the list that was given
+};
+
+/// The message names types only: an argument may hold what is nobody's business.
+[[noreturn]] void throw_wrong_type(const ArgumentName& which, const std::string& wanted,
+                                   PyObject* given);
 
 /// A str, and no bytes.
-struct Text : std::string {
-  using std::string::string;
+struct Text {
+  using Type = std::string;
+  static std::string name() { return "str"; }
+  static Type read(PyObject* object, const ArgumentName& which);
 };
 
 /// A str or a path object, as the file system's bytes.
-struct Path : std::string {
-  using std::string::string;
+struct Path {
+  using Type = std::string;
+  static std::string name() { return "str | os.PathLike"; }
+  static Type read(PyObject* object, const ArgumentName& which);
 };
 
 /// Any number, without its fraction. One beyond 64 bits becomes the outermost of its side.
 struct Pid {
-  std::int64_t value = 0;
-  operator std::int64_t() const { return value; }
+  using Type = std::int64_t;
+  static std::string name() { return "float"; }
+  static Type read(PyObject* object, const ArgumentName& which);
 };
 
 /// An int; beyond 64 bits as above.
 struct Integer {
-  std::int64_t value = 0;
-  operator std::int64_t() const { return value; }
+  using Type = std::int64_t;
+  static std::string name() { return "int"; }
+  static Type read(PyObject* object, const ArgumentName& which);
+};
+
+struct Real {
+  using Type = double;
+  static std::string name() { return "float"; }
+  static Type read(PyObject* object, const ArgumentName& which);
 };
 
 /// The truth of anything but None.
 struct Truth {
-  bool value = false;
-  operator bool() const { return value; }
+  using Type = bool;
+  static std::string name() { return "bool"; }
+  static Type read(PyObject* object, const ArgumentName& which);
 };
 
 /// Any value of the JSON kinds.
 struct Data {
-  values::Value value;
+  using Type = values::Value;
+  static std::string name() { return "object"; }
+  static Type read(PyObject* object, const ArgumentName&) { return to_value(object); }
 };
 
-/// A mapping of the JSON kinds.
-struct Mapping {
-  values::Value value;
+/// Any value; what no JSON kind can stand for is carried.
+struct Anything {
+  using Type = values::Value;
+  static std::string name() { return "object"; }
+  static Type read(PyObject* object, const ArgumentName&) { return to_carried_value(object); }
 };
 
-/// A registration as a plugin gives it.
-struct RegistrationMapping {
-  values::Value value;
+/// The same; a path may be any of the file system.
+struct AnythingOrPath {
+  using Type = values::Value;
+  static std::string name() { return "object"; }
+  static Type read(PyObject* object, const ArgumentName&);
 };
 
-/// A record of the catalogue, or the mapping form of a registration.
-struct InfoMapping {
-  values::Value value;
+/// A mapping that `convert` makes a value of.
+template <values::Value (*convert)(PyObject*)>
+struct MappingOf {
+  using Type = values::Value;
+  static std::string name() { return "dict"; }
+  static Type read(PyObject* object, const ArgumentName& which) {
+    if (!is_mapping(object)) throw_wrong_type(which, name(), object);
+    return convert(object);
+  }
 };
 
-std::int64_t to_pid(PyObject* number);
-std::int64_t to_integer(PyObject* number);
+using Mapping = MappingOf<to_value>;
+using RegistrationMapping = MappingOf<registration_to_value>;
+using InfoMapping = MappingOf<info_to_value>;
+
+/// The user's rights; null for None.
+struct Permissions {
+  using Type = values::Value;
+  static std::string name() { return "dict | None"; }
+  static Type read(PyObject* object, const ArgumentName& which) {
+    return object == Py_None ? values::Value() : Mapping::read(object, which);
+  }
+};
 
 /// A child-process handle: the system's own, or an adapter of any object with `pid`, `poll()`,
 /// `terminate()` and `wait(timeout)`; null for None.
-std::shared_ptr<platform::ProcessHandle> to_handle(PyObject* process);
+struct Process {
+  using Type = std::shared_ptr<platform::ProcessHandle>;
+  static std::string name() { return "object"; }
+  static Type read(PyObject* object, const ArgumentName&);
+};
 
-/// What a bound operation gives back.
-inline pybind11::object given(Ref object) {
-  return pybind11::reinterpret_steal<pybind11::object>(object.release());
-}
-inline pybind11::object given(const values::Value& value) {
-  return given(to_python(value));
-}
-inline pybind11::object given_text(const std::string& text) {
-  return given(decoded(text));
-}
-inline pybind11::object given_text(const std::optional<std::string>& text) {
-  return text ? given_text(*text) : pybind11::none();
-}
+/// The object itself, to be given back and not to be looked into. Lives as long as the call.
+struct Object {
+  using Type = PyObject*;
+  static std::string name() { return "object"; }
+  static Type read(PyObject* object, const ArgumentName&) { return object; }
+};
 
-}  // namespace python
-
-namespace pybind11::detail {
-
-template <>
-struct type_caster<python::Text> {
-  PYBIND11_TYPE_CASTER(python::Text, const_name("str"));
-  bool load(handle source, bool) {
-    if (!PyUnicode_Check(source.ptr())) return false;
-    static_cast<std::string&>(value) = python::encoded(source.ptr());
-    return true;
+template <typename Kind>
+struct Optional {
+  using Type = std::optional<typename Kind::Type>;
+  static std::string name() { return Kind::name() + " | None"; }
+  static Type read(PyObject* object, const ArgumentName& which) {
+    if (object == Py_None) return std::nullopt;
+    return Kind::read(object, which);
   }
 };
 
-template <>
-struct type_caster<python::Path> {
-  PYBIND11_TYPE_CASTER(python::Path, const_name("str | os.PathLike"));
-  bool load(handle source, bool) {
-    if (!PyUnicode_Check(source.ptr()) && !hasattr(source, "__fspath__")) return false;
-    static_cast<std::string&>(value) = python::encoded_path(source.ptr());
-    return true;
+/// The items of a list, or of any other sequence but a text, in a list of their own.
+Ref items_of(PyObject* object, const ArgumentName& which, const std::string& wanted);
+
+template <typename Kind>
+struct ListOf {
+  using Type = std::vector<typename Kind::Type>;
+  static std::string name() { return "list[" + Kind::name() + "]"; }
+  static Type read(PyObject* object, const ArgumentName& which) {
+    const Ref items = items_of(object, which, name());
+    Type result;
+    for (Py_ssize_t index = 0; index < PyList_GET_SIZE(items.get()); ++index) {
+      result.push_back(
+          Kind::read(PyList_GET_ITEM(items.get(), index), {which.operation, which.argument, true}));
+    }
+    return result;
   }
 };
 
-template <>
-struct type_caster<python::Pid> {
-  PYBIND11_TYPE_CASTER(python::Pid, const_name("float"));
-  bool load(handle source, bool) {
-    if (!PyNumber_Check(source.ptr())) return false;
-    value.value = python::to_pid(source.ptr());
-    return true;
-  }
-};
+/// A number as a pid is read.
+std::int64_t to_pid(PyObject* number);
 
-template <>
-struct type_caster<python::Integer> {
-  PYBIND11_TYPE_CASTER(python::Integer, const_name("int"));
-  bool load(handle source, bool) {
-    if (!PyIndex_Check(source.ptr())) return false;
-    value.value = python::to_integer(source.ptr());
-    return true;
-  }
-};
-
-template <>
-struct type_caster<python::Truth> {
-  PYBIND11_TYPE_CASTER(python::Truth, const_name("bool"));
-  bool load(handle source, bool) {
-    if (source.is_none()) return false;
-    value.value =
-        python::checked(python::guarded_call([source] { return PyObject_IsTrue(source.ptr()); })) !=
-        0;
-    return true;
-  }
-};
-
-template <>
-struct type_caster<python::Data> {
-  PYBIND11_TYPE_CASTER(python::Data, const_name("object"));
-  bool load(handle source, bool) {
-    value.value = python::to_value(source.ptr());
-    return true;
-  }
-};
-
-template <>
-struct type_caster<python::Mapping> {
-  PYBIND11_TYPE_CASTER(python::Mapping, const_name("dict"));
-  bool load(handle source, bool) {
-    if (!python::is_mapping(source.ptr())) return false;
-    value.value = python::to_value(source.ptr());
-    return true;
-  }
-};
-
-template <>
-struct type_caster<python::RegistrationMapping> {
-  PYBIND11_TYPE_CASTER(python::RegistrationMapping, const_name("dict"));
-  bool load(handle source, bool) {
-    if (!python::is_mapping(source.ptr())) return false;
-    value.value = python::registration_to_value(source.ptr());
-    return true;
-  }
-};
-
-template <>
-struct type_caster<python::InfoMapping> {
-  PYBIND11_TYPE_CASTER(python::InfoMapping, const_name("dict"));
-  bool load(handle source, bool) {
-    if (!python::is_mapping(source.ptr())) return false;
-    value.value = python::info_to_value(source.ptr());
-    return true;
-  }
-};
-
-}  // namespace pybind11::detail
+}  // namespace utility_manager::python

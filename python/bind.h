@@ -1,36 +1,72 @@
 #pragma once
 
-#include <memory>
+#include <utility>
 
-#include <pybind11/pybind11.h>
-
-#include "python/arguments.h"
-#include "utility_manager/server_info.h"
+#include "python/operation.h"
 #include "utility_manager/utility_manager.h"
 
 /// One file per subject binds the surface. The arguments of each operation stand as the client
 /// knows them; what each does is told where the core declares it.
-namespace python {
+namespace utility_manager::python {
 
-using Manager = utility_manager::UtilityServerManager;
-using ManagerClass = pybind11::class_<Manager, std::shared_ptr<Manager>>;
+using Manager = UtilityServerManager;
 
-void bind_registration(pybind11::module_& module);
-void bind_handles(pybind11::module_& module);
-void bind_manager(pybind11::module_& module);
+/// A member that demands the manager's lock, as an operation that takes it.
+template <auto member>
+inline constexpr auto under_lock = nullptr;
+template <typename Result, typename... Types, Result (Manager::*member)(Types...) const>
+inline constexpr auto under_lock<member> = +[](const Manager& self, Types... values) -> Result {
+  const LockHeld held(self.lock);
+  return (self.*member)(std::forward<Types>(values)...);
+};
+
+/// A member of the manager's catalogue.
+template <auto member>
+inline constexpr auto of_catalogue = nullptr;
+template <typename Result, typename... Types, Result (Catalogue::*member)(Types...)>
+inline constexpr auto of_catalogue<member> = +[](Manager& self, Types... values) -> Result {
+  return (self.catalogue().*member)(std::forward<Types>(values)...);
+};
+template <typename Result, typename... Types, Result (Catalogue::*member)(Types...) const>
+inline constexpr auto of_catalogue<member> = +[](const Manager& self, Types... values) -> Result {
+  return (self.catalogue().*member)(std::forward<Types>(values)...);
+};
+
+/// A parameter that may be left out.
+inline Parameter optional(const char* name) {
+  return {name, nullptr};
+}
+template <typename Default>
+Parameter optional(const char* name, Default value) {
+  return {name, value};
+}
+
+/// Makes the class of a type, which is kept for ever. `name` begins with that of the module.
+template <typename Type>
+PyObject* bind_class(const char* name, Origin origin) {
+  class_of<Type> = new_class(name, origin);
+  return reinterpret_cast<PyObject*>(class_of<Type>);
+}
+
+template <auto function, typename... Kinds>
+void bind(PyObject* owner, const char* name, Parameters parameters = {}) {
+  bind(owner, operation<function, Kinds...>(name, std::move(parameters)));
+}
+
+template <auto getter>
+void bind_attribute(PyObject* type, const char* name) {
+  bind_attribute(type, operation<getter>(name));
+}
+
+void bind_registration(PyObject* module);
+void bind_handles();
+void bind_manager(PyObject* module);
 
 // Called by `bind_manager`, each for some sections of the manager's map.
-void bind_launch(ManagerClass& manager);
-void bind_supervision(ManagerClass& manager);
-void bind_state_files(ManagerClass& manager);
-void bind_catalogue(ManagerClass& manager);
-void bind_views(ManagerClass& manager);
+void bind_launch(PyObject* manager);
+void bind_supervision(PyObject* manager);
+void bind_state_files(PyObject* manager);
+void bind_catalogue(PyObject* manager);
+void bind_views(PyObject* manager);
 
-/// The mapping form of an instance, with its handle, and with its lines of standard error where it
-/// has a buffer.
-pybind11::dict server_info_to_python(const utility_manager::ServerInfo& info);
-
-/// The other way; what isn't written to a state file is ignored.
-utility_manager::ServerInfo to_server_info(const pybind11::dict& info);
-
-}  // namespace python
+}  // namespace utility_manager::python

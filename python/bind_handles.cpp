@@ -1,84 +1,93 @@
-#include <array>
-
-#include "platform/stream.h"
 #include "python/bind.h"
 #include "python/calls.h"
+#include "python/waits.h"
+#include "utility_manager/platform/stream.h"
 
-namespace py = pybind11;
-
-namespace python {
+namespace utility_manager::python {
 namespace {
 
 using platform::ProcessHandle;
 using platform::Stream;
-using utility_manager::MonitorThread;
 
-py::object exit_code(std::optional<int> code) {
-  return code ? py::int_(*code) : py::object(py::none());
+/// How a wait for a child ended.
+struct Waited {
+  std::optional<int> code;
+  std::int64_t pid;
+  std::optional<double> timeout;
+};
+
+Waited wait(ProcessHandle& self, std::optional<double> timeout) {
+  std::optional<int> code;
+  wait_in_slices(platform::Deadline(timeout), [&](double slice) {
+    code = self.wait(slice);
+    return code.has_value();
+  });
+  return {code, self.pid(), timeout};
 }
 
-[[noreturn]] void throw_timeout_expired(std::int64_t pid, double seconds) {
-  const auto expired = given(import_name("subprocess", "TimeoutExpired"));
-  const auto failure = expired("process " + std::to_string(pid), seconds);
-  PyErr_SetObject(expired.ptr(), failure.ptr());
-  throw py::error_already_set();
+Ref given(const Waited& waited) {
+  if (waited.code) return python::given(*waited.code);
+  const Ref type = import_name("subprocess", "TimeoutExpired");
+  const Ref name = decoded("process " + std::to_string(waited.pid));
+  const Ref seconds = checked(PyFloat_FromDouble(waited.timeout.value_or(0)));
+  const Ref failure = call(type.get(), name.get(), seconds.get());
+  PyErr_SetObject(type.get(), failure.get());
+  throw_raised();
 }
 
-int wait_for_end(ProcessHandle& self, std::optional<double> timeout) {
-  const auto code = without_gil([&] { return self.wait(timeout); });
-  if (!code) throw_timeout_expired(self.pid(), timeout.value_or(0));
-  return *code;
-}
+struct Bytes {
+  std::string bytes;
+};
 
 /// Everything up to the end of the stream.
-py::bytes read_all(Stream& self) {
-  return py::bytes(without_gil([&] {
-    std::string bytes;
-    std::array<char, 64 * 1024> buffer;
-    while (const auto count = self.read_some(buffer)) bytes.append(buffer.data(), count);
-    return bytes;
-  }));
+Bytes read_all(Stream& self) {
+  std::string bytes;
+  std::vector<char> buffer(limits::relay_chunk_bytes);
+  wait_in_slices(platform::Deadline(std::nullopt), [&](double slice) {
+    const auto count = self.read_some(buffer, slice);
+    bytes.append(buffer.data(), count.value_or(0));
+    return count == 0;
+  });
+  return {std::move(bytes)};
+}
+
+Ref given(const Bytes& read) {
+  return checked(
+      PyBytes_FromStringAndSize(read.bytes.data(), static_cast<Py_ssize_t>(read.bytes.size())));
+}
+
+std::string text_form(const ProcessHandle& self) {
+  return "<child process " + std::to_string(self.pid()) + ">";
 }
 
 void join(const MonitorThread& self, std::optional<double> timeout) {
-  constexpr double hour = 3600;
-  without_gil([&] {
-    if (timeout) return self.join(*timeout);
-    while (self.is_alive()) self.join(hour);
+  wait_in_slices(platform::Deadline(timeout), [&](double slice) {
+    self.join(slice);
+    return !self.is_alive();
   });
 }
 
 }  // namespace
 
-void bind_handles(py::module_& module) {
-  py::class_<Stream, std::shared_ptr<Stream>>(module, "ChildStream")
-      .def("read", &read_all)
-      .def("close", [](Stream& self) { without_gil([&] { self.close(); }); })
-      .def_property_readonly(
-          "closed", [](const Stream& self) { return without_gil([&] { return self.closed(); }); });
+void bind_handles() {
+  auto* const stream = bind_class<Stream>("utility_manager.ChildStream", Origin::system);
+  bind<&read_all>(stream, "read");
+  bind<&Stream::close>(stream, "close");
+  bind_attribute<&Stream::closed>(stream, "closed");
 
-  py::class_<ProcessHandle, std::shared_ptr<ProcessHandle>>(module, "ChildProcess")
-      .def_property_readonly("pid", [](const ProcessHandle& self) { return self.pid(); })
-      .def("poll",
-           [](ProcessHandle& self) { return exit_code(without_gil([&] { return self.poll(); })); })
-      .def("terminate", [](ProcessHandle& self) { without_gil([&] { self.terminate(); }); })
-      .def("wait", &wait_for_end, py::arg("timeout") = py::none())
-      .def_property_readonly("returncode",
-                             [](const ProcessHandle& self) {
-                               return exit_code(without_gil([&] { return self.returncode(); }));
-                             })
-      .def_property_readonly("stdout",
-                             [](const ProcessHandle& self) { return self.output_stream(); })
-      .def_property_readonly("stderr",
-                             [](const ProcessHandle& self) { return self.error_stream(); })
-      .def("__repr__", [](const ProcessHandle& self) {
-        return "<child process " + std::to_string(self.pid()) + ">";
-      });
+  auto* const process = bind_class<ProcessHandle>("utility_manager.ChildProcess", Origin::system);
+  bind<&ProcessHandle::poll>(process, "poll");
+  bind<&ProcessHandle::terminate>(process, "terminate");
+  bind<&wait, Optional<Real>>(process, "wait", {optional("timeout")});
+  bind<&text_form>(process, "__repr__");
+  bind_attribute<&ProcessHandle::pid>(process, "pid");
+  bind_attribute<&ProcessHandle::returncode>(process, "returncode");
+  bind_attribute<&ProcessHandle::output_stream>(process, "stdout");
+  bind_attribute<&ProcessHandle::error_stream>(process, "stderr");
 
-  py::class_<MonitorThread, std::shared_ptr<MonitorThread>>(module, "MonitorThread")
-      .def("is_alive",
-           [](const MonitorThread& self) { return without_gil([&] { return self.is_alive(); }); })
-      .def("join", &join, py::arg("timeout") = py::none());
+  auto* const monitor = bind_class<MonitorThread>("utility_manager.MonitorThread", Origin::system);
+  bind<&MonitorThread::is_alive>(monitor, "is_alive");
+  bind<&join, Optional<Real>>(monitor, "join", {optional("timeout")});
 }
 
-}  // namespace python
+}  // namespace utility_manager::python

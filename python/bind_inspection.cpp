@@ -1,27 +1,22 @@
-#include <pybind11/pybind11.h>
-
-#include "python/arguments.h"
+#include "python/bind.h"
 #include "python/inspection_layer.h"
 
-namespace py = pybind11;
-
-namespace python {
+namespace utility_manager::python {
 namespace {
 
-struct NativeLayer {
-  host::ProcessInspection* inspection;
-};
+using platform::ProcessTable;
+
+std::string text_form(const ProcessTable&) {
+  return "<native process inspection>";
+}
 
 }  // namespace
 
-Ref native_layer_object(host::ProcessInspection& inspection) {
-  py::class_<NativeLayer>(py::handle(), "NativeInspection", py::module_local())
-      .def(
-          "pid_exists",
-          [](const NativeLayer& self, Pid pid) { return self.inspection->pid_exists(pid); },
-          py::arg("pid"))
-      .def("__repr__", [](const NativeLayer&) { return "<native process inspection>"; });
-  return Ref::steal(py::cast(NativeLayer{&inspection}).release().ptr());
+Ref native_layer_object(const ProcessTable& processes) {
+  auto* const type = bind_class<ProcessTable>("utility_manager.NativeInspection", Origin::system);
+  bind<&ProcessTable::exists, Pid>(type, "pid_exists", {"pid"});
+  bind<&text_form>(type, "__repr__");
+  return given(std::shared_ptr<const ProcessTable>(&processes, [](const auto*) {}));
 }
 
-}  // namespace python
+}  // namespace utility_manager::python

@@ -1,121 +1,117 @@
 #include "python/bind.h"
+#include "utility_manager/command_line.h"
+#include "utility_manager/persistence/state_directory.h"
+#include "utility_manager/platform/system.h"
+#include "utility_manager/start_error.h"
+#include "utility_manager/start_plan.h"
 
-namespace py = pybind11;
-
-namespace python {
+namespace utility_manager::python {
 namespace {
 
-using utility_manager::LockHeld;
-
-py::list texts(const std::vector<std::string>& lines) {
-  py::list result;
-  for (const auto& line : lines) result.append(given_text(line));
-  return result;
-}
-
-/// The record keeps the very handle and the very mapping that were given.
-py::dict create_server_info(const Text& server_id, const Text& utility_name, Integer port,
-                            const py::object& process, const py::object& utility_config,
-                            const Text& group_name, Truth require_group_name,
-                            const std::optional<Text>& lang,
-                            const std::optional<Text>& studio_url) {
-  const auto handle = to_handle(process.ptr());
-  if (!handle) throw py::type_error("process must be a child-process handle");
-  if (!is_mapping(utility_config.ptr())) throw py::type_error("utility_config must be a mapping");
-  const auto config = to_value(utility_config.ptr());
-  const auto info = without_gil([&] {
-    return Manager::_create_server_info(server_id, utility_name, port, handle, config, group_name,
-                                        require_group_name, lang, studio_url);
-  });
-  auto result = server_info_to_python(info);
-  result["process"] = process;
-  result["config"] = utility_config;
-  return result;
-}
-
-py::list build_process_args(const Path& script_path, const Text& server_id,
-                            const Text& utility_name, Integer port, const Text& group_name,
-                            Truth require_group_name, const Mapping& utility_config,
-                            const std::optional<Text>& lang, const std::optional<Text>& studio_url,
-                            Truth persistent) {
-  return texts(without_gil([&] {
-    return Manager::_build_process_args(script_path, server_id, utility_name, port, group_name,
-                                        require_group_name, utility_config.value, lang, studio_url,
-                                        persistent);
-  }));
-}
-
-py::tuple start_process(Manager& self, const std::vector<Path>& process_args, Integer port) {
-  const std::vector<std::string> arguments(process_args.begin(), process_args.end());
-  auto [child, lines] = without_gil([&] {
-    auto launched = self._start_process(arguments, port);
-    auto lines = launched.stderr_buffer->lines();
-    return std::pair(std::move(launched), std::move(lines));
-  });
-  return py::make_tuple(child.process, texts(lines));
-}
-
-std::string format_utility_start_error(
-    const Text& base_msg, const std::optional<std::vector<std::optional<Text>>>& stderr_buffer) {
-  std::vector<std::string> lines;
-  if (stderr_buffer) {
-    for (const auto& line : *stderr_buffer) lines.push_back(line.value_or(Text()));
+/// An argument that the result shows as the very object that was given.
+template <typename Kind>
+struct Same {
+  struct Type {
+    typename Kind::Type value;
+    PyObject* object;  ///< lives as long as the call
+  };
+  static std::string name() { return Kind::name(); }
+  static Type read(PyObject* object, const ArgumentName& which) {
+    return {Kind::read(object, which), object};
   }
-  return Manager::_format_utility_start_error(base_msg, lines);
+};
+
+struct CreatedInfo {
+  ServerInfo info;
+  PyObject* process;
+  PyObject* config;
+};
+
+/// What two operations get instead of a plan.
+StartPlan plan_of(const std::string& server_id, const std::string& utility_name,
+                  const std::string& group_name, bool require_group_name,
+                  const values::Value& utility_config, const std::optional<std::string>& lang,
+                  const std::optional<std::string>& studio_url) {
+  StartPlan plan;
+  plan.server_id = server_id;
+  plan.utility_name = utility_name;
+  plan.group_name = group_name;
+  plan.effective_require_group = require_group_name;
+  plan.config = utility_config;
+  plan.lang = lang;
+  plan.studio_url = studio_url;
+  return plan;
 }
 
-py::object start_utility_server(Manager& self, const Text& group_name, const Text& utility_name,
-                                const Mapping& utility_config,
-                                const std::optional<Path>& utility_module_path) {
-  return given(without_gil([&] {
-    return self.start_utility_server(group_name, utility_name, utility_config.value,
-                                     utility_module_path);
-  }));
+CreatedInfo create_server_info(const std::string& server_id, const std::string& utility_name,
+                               std::int64_t port, const Same<Process>::Type& process,
+                               const Same<Mapping>::Type& config, const std::string& group_name,
+                               bool require_group_name, const std::optional<std::string>& lang,
+                               const std::optional<std::string>& studio_url) {
+  const auto plan = plan_of(server_id, utility_name, group_name, require_group_name, config.value,
+                            lang, studio_url);
+  return {new_instance(plan, port, process.value), process.object, config.object};
+}
+
+Ref given(const CreatedInfo& created) {
+  Ref dict = python::given(created.info);
+  checked(PyDict_SetItemString(dict.get(), "process", created.process));
+  checked(PyDict_SetItemString(dict.get(), "config", created.config));
+  return dict;
+}
+
+std::vector<std::string> build_process_args(
+    const std::string& script_path, const std::string& server_id, const std::string& utility_name,
+    std::int64_t port, const std::string& group_name, bool require_group_name,
+    const values::Value& utility_config, const std::optional<std::string>& lang,
+    const std::optional<std::string>& studio_url, bool persistent) {
+  auto plan = plan_of(server_id, utility_name, group_name, require_group_name, utility_config, lang,
+                      studio_url);
+  plan.script_path = script_path;
+  plan.is_persistent = persistent;
+  return command_line(plan, port);
+}
+
+bool is_port_available(std::int64_t port) {
+  return platform::system().can_bind(port);
+}
+
+using Lines = std::vector<std::optional<std::string>>;
+
+std::string format_utility_start_error(const std::string& base_msg,
+                                       const std::optional<Lines>& stderr_buffer) {
+  std::vector<std::string> lines;
+  for (const auto& line : stderr_buffer.value_or(Lines())) lines.push_back(line.value_or(""));
+  return start_error_digest(base_msg, lines);
 }
 
 }  // namespace
 
-void bind_launch(ManagerClass& manager) {
-  manager
-      .def_static("_get_state_dir", [] { return given_text(without_gil(Manager::_get_state_dir)); })
-      .def_static("_create_server_info", &create_server_info, py::arg("server_id"),
-                  py::arg("utility_name"), py::arg("port"), py::arg("process"),
-                  py::arg("utility_config"), py::arg("group_name"), py::arg("require_group_name"),
-                  py::arg("lang"), py::arg("studio_url") = py::none())
-      .def_static(
-          "_is_port_available",
-          [](Integer port) {
-            return without_gil([&] { return Manager::_is_port_available(port); });
-          },
-          py::arg("port"))
-      .def("_get_available_port",
-           [](Manager& self) {
-             return without_gil([&] {
-               const LockHeld held(self.lock);
-               return self._get_available_port();
-             });
-           })
-      .def_static("_build_process_args", &build_process_args, py::arg("script_path"),
-                  py::arg("server_id"), py::arg("utility_name"), py::arg("port"),
-                  py::arg("group_name"), py::arg("require_group_name"), py::arg("utility_config"),
-                  py::arg("lang") = py::none(), py::arg("studio_url") = py::none(),
-                  py::arg("persistent") = false)
-      .def("_start_process", &start_process, py::arg("process_args"), py::arg("port"))
-      .def_static("_format_utility_start_error", &format_utility_start_error, py::arg("base_msg"),
-                  py::arg("stderr_buffer") = py::none())
-      .def("start_utility_server", &start_utility_server, py::arg("group_name"),
-           py::arg("utility_name"), py::arg("utility_config"),
-           py::arg("utility_module_path") = py::none())
-      .def(
-          "_check_existing_instances",
-          [](Manager& self, const Text& utility_name, const Text& group_name,
-             Truth require_group_name) {
-            without_gil([&] {
-              const LockHeld held(self.lock);
-              self._check_existing_instances(utility_name, group_name, require_group_name);
-            });
-          },
-          py::arg("utility_name"), py::arg("group_name"), py::arg("require_group_name"));
+void bind_launch(PyObject* manager) {
+  bind<&make_state_directory>(manager, "_get_state_dir");
+  bind<&create_server_info, Text, Text, Integer, Same<Process>, Same<Mapping>, Text, Truth,
+       Optional<Text>, Optional<Text>>(
+      manager, "_create_server_info",
+      {"server_id", "utility_name", "port", "process", "utility_config", "group_name",
+       "require_group_name", "lang", optional("studio_url")});
+  bind<&is_port_available, Integer>(manager, "_is_port_available", {"port"});
+  bind<under_lock<&Manager::_get_available_port>>(manager, "_get_available_port");
+
+  bind<&build_process_args, Path, Text, Text, Integer, Text, Truth, Mapping, Optional<Text>,
+       Optional<Text>, Truth>(
+      manager, "_build_process_args",
+      {"script_path", "server_id", "utility_name", "port", "group_name", "require_group_name",
+       "utility_config", optional("lang"), optional("studio_url"), optional("persistent", false)});
+  bind<&Manager::_start_process, ListOf<Path>, Integer>(manager, "_start_process",
+                                                        {"process_args", "port"});
+  bind<&format_utility_start_error, Text, Optional<ListOf<Optional<Text>>>>(
+      manager, "_format_utility_start_error", {"base_msg", optional("stderr_buffer")});
+
+  bind<&Manager::start_utility_server, Text, Text, Mapping, Optional<Path>>(
+      manager, "start_utility_server",
+      {"group_name", "utility_name", "utility_config", optional("utility_module_path")});
+  bind<&Manager::_check_existing_instances, Text, Text, Truth>(
+      manager, "_check_existing_instances", {"utility_name", "group_name", "require_group_name"});
 }
 
-}  // namespace python
+}  // namespace utility_manager::python

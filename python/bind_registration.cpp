@@ -1,162 +1,171 @@
+#include <algorithm>
+
 #include "python/bind.h"
+#include "python/calls.h"
 #include "utility_manager/registration/registration.h"
 
-namespace py = pybind11;
-
-namespace python {
+namespace utility_manager::python {
 namespace {
 
-using utility_manager::UtilityRegistration;
+/// As Python holds it, with `extra` in a live dict that is attached to the object, so that it can
+/// be changed in place.
+using Record = UtilityRegistration;
+using Field = Record::Field;
 
-/// A record as Python holds it: `extra` is a live dict, so that it can be changed in place.
-struct Registration {
-  UtilityRegistration fields;
-  py::dict extra;
+Record& record_of(PyObject* object, const ArgumentName& which) {
+  return *Self<Record>::read(object, which).held;
+}
 
-  explicit Registration(UtilityRegistration record)
-      : fields(std::move(record)), extra(given(fields.extra)) {}
+/// Empty in an object that the garbage collector has cleared.
+Ref extra_dict(PyObject* self) {
+  Ref extra = attached_to(self);
+  return extra ? std::move(extra) : checked(PyDict_New());
+}
 
-  UtilityRegistration record() const {
-    UtilityRegistration result = fields;
-    result.extra = to_value(extra.ptr());
-    return result;
+Ref as_dict(PyObject* extra) {
+  if (extra == Py_None) return checked(PyDict_New());
+  if (PyDict_Check(extra)) return Ref::borrow(extra);
+  if (!is_mapping(extra)) raise(PyExc_TypeError, "extra must be a mapping");
+  return to_python(registration_to_value(extra));
+}
+
+values::Value read(const Field& field, PyObject* object, const ArgumentName& which) {
+  return field.is_path ? AnythingOrPath::read(object, which) : Anything::read(object, which);
+}
+
+/// The fields in their order with their defaults, `extra`.
+Parameters all_parameters() {
+  const Record defaults;
+  Parameters parameters = {"self"};
+  for (const auto& field : Record::fields()) {
+    parameters.emplace_back(field.name, defaults.*field.member);
   }
-};
+  parameters[1].default_value.reset();  // the name has to be given
+  parameters.push_back(optional("extra"));
+  return parameters;
+}
 
-/// A value for a field; a path may be any of the file system.
-struct PathField {
-  values::Value value;
-};
+Ref initialise(const Operation& operation, Objects objects) {
+  PyObject* const self = objects.front();
+  if (!is_instance<Record>(self)) {
+    throw_wrong_type(operation.argument(0), Self<Record>::name(), self);
+  }
+  auto made = std::make_shared<Record>();
+  std::size_t index = 0;
+  for (const auto& field : Record::fields()) {
+    ++index;
+    (*made).*field.member = read(field, objects[index], operation.argument(index));
+  }
+  attach(self, as_dict(objects.back()));
+  hold(self, std::move(made));
+  return Ref::borrow(Py_None);
+}
 
-py::dict as_dict(const py::object& extra) {
-  if (extra.is_none()) return py::dict();
-  if (py::isinstance<py::dict>(extra)) return extra;
-  if (!is_mapping(extra.ptr())) throw py::type_error("extra must be a mapping");
-  return py::dict(given(to_value(extra.ptr())));
+/// The record with what stands in its dict by now.
+Record whole(PyObject* self, const ArgumentName& which) {
+  Record record = record_of(self, which);
+  record.extra = registration_to_value(extra_dict(self).get());
+  return record;
+}
+
+/// The arguments that make an equal record.
+Ref arguments_of(const Record& record, PyObject* extra) {
+  const Ref list = checked(PyList_New(0));
+  for (const auto& field : Record::fields()) {
+    checked(PyList_Append(list.get(), to_python(record.*field.member).get()));
+  }
+  checked(PyList_Append(list.get(), extra));
+  return checked(PyList_AsTuple(list.get()));
+}
+
+Ref to_dict(const Operation& operation, Objects objects) {
+  return to_python(whole(objects[0], operation.argument(0)).to_dict());
+}
+
+Ref text_form(const Operation& operation, Objects objects) {
+  return decoded(whole(objects[0], operation.argument(0)).text_form());
+}
+
+bool has_equal_fields(const Record& one, const Record& other) {
+  return std::ranges::all_of(Record::fields(), [&](const Field& field) {
+    return one.*field.member == other.*field.member;
+  });
+}
+
+/// The order of the extras doesn't matter.
+Ref is_equal(const Operation& operation, Objects objects) {
+  if (!is_instance<Record>(objects[1])) return Ref::borrow(Py_NotImplemented);
+  const Record one = whole(objects[0], operation.argument(0));
+  const Record other = whole(objects[1], operation.argument(1));
+  if (!has_equal_fields(one, other)) return Ref::borrow(Py_False);
+  const Ref extra = to_python(one.extra);
+  const Ref other_extra = to_python(other.extra);
+  return checked(guarded_call(
+      [a = extra.get(), b = other_extra.get()] { return PyObject_RichCompare(a, b, Py_EQ); }));
+}
+
+/// What copies and pickles are made from: class, arguments and what a derived class adds.
+Ref reduced(const Operation& operation, Objects objects) {
+  PyObject* const self = objects[0];
+  const auto& record = record_of(self, operation.argument(0));
+  const Ref arguments = arguments_of(record, extra_dict(self).get());
+  Ref state = optional_attribute(self, "__dict__");
+  if (!state) state = Ref::borrow(Py_None);
+  return checked(PyTuple_Pack(3, Py_TYPE(self), arguments.get(), state.get()));
+}
+
+void bind_field(PyObject* type, const Field& field) {
+  const auto get = [member = field.member](const Operation& operation, Objects objects) {
+    return to_python(record_of(objects[0], operation.argument(0)).*member);
+  };
+  const auto set = [field](const Operation& operation, Objects objects) {
+    auto value = read(field, objects[1], operation.argument(1));
+    record_of(objects[0], operation.argument(0)).*field.member = std::move(value);
+    return Ref::borrow(Py_None);
+  };
+  const auto setter = conversion(field.name, {"self", "value"}, set);
+  bind_attribute(type, conversion(field.name, {"self"}, get), &setter);
+}
+
+Ref extra_of(const Operation& operation, Objects objects) {
+  record_of(objects[0], operation.argument(0));
+  return extra_dict(objects[0]);
+}
+
+Ref set_extra(const Operation& operation, Objects objects) {
+  record_of(objects[0], operation.argument(0));
+  attach(objects[0], as_dict(objects[1]));
+  return Ref::borrow(Py_None);
 }
 
 }  // namespace
-}  // namespace python
 
-namespace pybind11::detail {
-
-template <>
-struct type_caster<python::PathField> {
-  PYBIND11_TYPE_CASTER(python::PathField, const_name("object"));
-  bool load(handle source, bool) {
-    const bool is_path = isinstance<str>(source) || hasattr(source, "__fspath__");
-    value.value = is_path ? values::Value(python::encoded_path(source.ptr()))
-                          : python::to_value(source.ptr());
-    return true;
-  }
-};
-
-}  // namespace pybind11::detail
-
-namespace python {
-namespace {
-
-using RegistrationClass = py::class_<Registration>;
-
-Registration make_registration(Data utility_name, Data title, Data en_title, Data description,
-                               Data en_description, PathField script_path, Data default_route,
-                               Data require_group_name, Data plugin_name, Data builtin,
-                               Data access_level, Data persistent, PathField icon_path,
-                               Data display_location, const py::object& extra) {
-  Registration result(UtilityRegistration{.utility_name = std::move(utility_name.value),
-                                          .title = std::move(title.value),
-                                          .en_title = std::move(en_title.value),
-                                          .description = std::move(description.value),
-                                          .en_description = std::move(en_description.value),
-                                          .script_path = std::move(script_path.value),
-                                          .default_route = std::move(default_route.value),
-                                          .require_group_name = std::move(require_group_name.value),
-                                          .plugin_name = std::move(plugin_name.value),
-                                          .builtin = std::move(builtin.value),
-                                          .access_level = std::move(access_level.value),
-                                          .persistent = std::move(persistent.value),
-                                          .icon_path = std::move(icon_path.value),
-                                          .display_location = std::move(display_location.value)});
-  result.extra = as_dict(extra);
-  return result;
+Ref given(const UtilityRegistration& record) {
+  Ref object = object_for(class_of<Record>, std::make_shared<Record>(record));
+  attach(object.get(), to_python(record.extra));
+  return object;
 }
 
-template <typename Argument>
-void bind_field(RegistrationClass& type, const char* name,
-                values::Value UtilityRegistration::*member) {
-  type.def_property(
-      name, [member](const Registration& self) { return given(self.fields.*member); },
-      [member](Registration& self, Argument value) {
-        self.fields.*member = std::move(value.value);
-      });
+void bind_registration(PyObject* module) {
+  auto* const type = bind_class<Record>("utility_manager.UtilityRegistration", Origin::client);
+  bind(type, conversion("__init__", all_parameters(), initialise));
+  bind<&Record::from_dict, RegistrationMapping, Optional<Text>>(type, "from_dict",
+                                                                {"data", optional("plugin_name")});
+  bind<&Record::_convert_legacy_access_fields, RegistrationMapping>(
+      type, "_convert_legacy_access_fields", {"data"});
+  bind<&Record::_normalize_access_level, Anything>(type, "_normalize_access_level",
+                                                   {"access_level"});
+  bind<&Record::_normalize_display_location, Anything>(type, "_normalize_display_location",
+                                                       {"value"});
+  bind(type, conversion("to_dict", {"self"}, to_dict));
+  bind(type, conversion("__repr__", {"self"}, text_form));
+  bind(type, conversion("__eq__", {"self", "other"}, is_equal));
+  bind(type, conversion("__reduce__", {"self"}, reduced));
+  for (const auto& field : Record::fields()) bind_field(type, field);
+  const auto setter = conversion("extra", {"self", "value"}, set_extra);
+  bind_attribute(type, conversion("extra", {"self"}, extra_of), &setter);
+  checked(PyObject_SetAttrString(type, "__hash__", Py_None));
+  checked(PyModule_AddObjectRef(module, "UtilityRegistration", type));
 }
 
-void bind_fields(RegistrationClass& type) {
-  using R = UtilityRegistration;
-  bind_field<Data>(type, "utility_name", &R::utility_name);
-  bind_field<Data>(type, "title", &R::title);
-  bind_field<Data>(type, "en_title", &R::en_title);
-  bind_field<Data>(type, "description", &R::description);
-  bind_field<Data>(type, "en_description", &R::en_description);
-  bind_field<PathField>(type, "script_path", &R::script_path);
-  bind_field<Data>(type, "default_route", &R::default_route);
-  bind_field<Data>(type, "require_group_name", &R::require_group_name);
-  bind_field<Data>(type, "plugin_name", &R::plugin_name);
-  bind_field<Data>(type, "builtin", &R::builtin);
-  bind_field<Data>(type, "access_level", &R::access_level);
-  bind_field<Data>(type, "persistent", &R::persistent);
-  bind_field<PathField>(type, "icon_path", &R::icon_path);
-  bind_field<Data>(type, "display_location", &R::display_location);
-  type.def_property(
-      "extra", [](const Registration& self) { return self.extra; },
-      [](Registration& self, const py::object& extra) { self.extra = as_dict(extra); });
-}
-
-}  // namespace
-
-void bind_registration(py::module_& module) {
-  RegistrationClass type(module, "UtilityRegistration");
-  type.def(py::init(&make_registration), py::arg("utility_name"), py::arg("title") = "",
-           py::arg("en_title") = "", py::arg("description") = "", py::arg("en_description") = "",
-           py::arg("script_path") = "", py::arg("default_route") = "/",
-           py::arg("require_group_name") = false, py::arg("plugin_name") = py::none(),
-           py::arg("builtin") = false, py::arg("access_level") = "ALL",
-           py::arg("persistent") = false, py::arg("icon_path") = "",
-           py::arg("display_location") = "default", py::arg("extra") = py::none());
-  bind_fields(type);
-  type.def_static(
-          "from_dict",
-          [](const RegistrationMapping& data, const std::optional<Text>& plugin_name) {
-            return Registration(UtilityRegistration::from_dict(data.value, plugin_name));
-          },
-          py::arg("data"), py::arg("plugin_name") = py::none())
-      .def_static(
-          "_convert_legacy_access_fields",
-          [](const RegistrationMapping& data) {
-            return UtilityRegistration::_convert_legacy_access_fields(data.value);
-          },
-          py::arg("data"))
-      .def_static(
-          "_normalize_access_level",
-          [](const Data& access_level) {
-            return UtilityRegistration::_normalize_access_level(access_level.value);
-          },
-          py::arg("access_level"))
-      .def_static(
-          "_normalize_display_location",
-          [](const Data& value) {
-            return UtilityRegistration::_normalize_display_location(value.value);
-          },
-          py::arg("value"))
-      .def("to_dict", [](const Registration& self) { return given(self.record().to_dict()); })
-      .def("__repr__",
-           [](const Registration& self) { return given_text(self.record().text_form()); })
-      .def(
-          "__eq__",
-          [](const Registration& self, const Registration& other) {
-            return self.record() == other.record();
-          },
-          py::is_operator());
-}
-
-}  // namespace python
+}  // namespace utility_manager::python

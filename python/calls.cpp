@@ -1,6 +1,6 @@
 #include "python/calls.h"
 
-namespace python {
+namespace utility_manager::python {
 
 Ref import_name(const char* module_name, const char* name) {
   const Ref module = import_module(module_name);
@@ -13,4 +13,14 @@ Ref import_name(const char* module_name, const char* name) {
   throw_raised();
 }
 
-}  // namespace python
+Ref optional_item(PyObject* mapping, const char* key) {
+  const Ref name = checked(PyUnicode_FromString(key));
+  const bool is_there = checked(guarded_call([mapping, name = name.get()] {
+                          return PySequence_Contains(mapping, name);
+                        })) != 0;
+  if (!is_there) return {};
+  return checked(
+      guarded_call([mapping, name = name.get()] { return PyObject_GetItem(mapping, name); }));
+}
+
+}  // namespace utility_manager::python

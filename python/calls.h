@@ -4,7 +4,7 @@
 
 /// Calls from the adapters into the client. All of them need the interpreter lock and throw what is
 /// raised.
-namespace python {
+namespace utility_manager::python {
 
 template <typename... Arguments>
 Ref call(PyObject* callable, Arguments... arguments) {
@@ -24,6 +24,9 @@ inline Ref optional_attribute(PyObject* object, const char* name) {
   return found;
 }
 
+/// Null where a mapping has no such key.
+Ref optional_item(PyObject* mapping, const char* key);
+
 template <typename... Arguments>
 Ref call_method(PyObject* object, const char* name, Arguments... arguments) {
   const Ref method = attribute(object, name);
@@ -41,4 +44,4 @@ inline bool is_true(PyObject* object) {
   return checked(guarded_call([=] { return PyObject_IsTrue(object); })) != 0;
 }
 
-}  // namespace python
+}  // namespace utility_manager::python

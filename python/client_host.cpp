@@ -6,8 +6,10 @@
 #include "python/calls.h"
 #include "python/client_plugins.h"
 #include "python/convert.h"
+#include "python/gate.h"
+#include "utility_manager/failures.h"
 
-namespace python {
+namespace utility_manager::python {
 namespace {
 
 constexpr const char* local_module = "velmora_client.utils.local";
@@ -18,6 +20,29 @@ struct LocalFunctions {
   PyObject* get_default_language;
   PyObject* get_gui_addr;
 };
+
+/// A member of the address that is no text or number is for the core to refuse, and not left out.
+values::Value address_of(PyObject* answer) {
+  auto address = lenient_to_value(answer);
+  if (address.is_null() && is_true(answer)) throw TypeError("get_gui_addr must give a mapping");
+  if (!address.is_mapping()) return address;
+  for (const char* key : {"server_addr", "port"}) {
+    const Ref member = optional_item(answer, key);
+    if (member) address.mapping().set(key, to_carried_value(member.get()));
+  }
+  return address;
+}
+
+/// Only a list gives rights: what a conversion makes one of doesn't.
+values::Value organizations_of(PyObject* answer) {
+  auto result = lenient_to_value(answer);
+  if (!result.is_mapping()) return result;
+  const Ref organizations = optional_item(answer, "organizations");
+  if (organizations && !PyList_Check(organizations.get())) {
+    result.mapping().set("organizations", nullptr);
+  }
+  return result;
+}
 
 class ClientLocal : public host::Local {
  public:
@@ -40,7 +65,7 @@ class ClientLocal : public host::Local {
   }
 
   values::Value get_gui_addr() override {
-    return with_gil([this] { return lenient_to_value(call(functions_.get_gui_addr).get()); });
+    return with_gil([this] { return address_of(call(functions_.get_gui_addr).get()); });
   }
 
  private:
@@ -52,7 +77,7 @@ class ClientOrganization : public host::Organization {
   explicit ClientOrganization(PyObject* get_org_list) : get_org_list_(get_org_list) {}
 
   values::Value get_org_list() override {
-    return with_gil([this] { return lenient_to_value(call(get_org_list_).get()); });
+    return with_gil([this] { return organizations_of(call(get_org_list_).get()); });
   }
 
  private:
@@ -92,4 +117,4 @@ host::Services import_client_services() {
           .python = new_python_host()};
 }
 
-}  // namespace python
+}  // namespace utility_manager::python

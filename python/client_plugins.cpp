@@ -4,12 +4,13 @@
 #include <string>
 #include <utility>
 
-#include "platform/paths.h"
 #include "python/calls.h"
 #include "python/convert.h"
+#include "python/gate.h"
 #include "utility_manager/failures.h"
+#include "utility_manager/platform/paths.h"
 
-namespace python {
+namespace utility_manager::python {
 namespace {
 
 Ref path_object(const std::string& path) {
@@ -33,7 +34,7 @@ class ClientRegistrations : public host::Registrations {
   bool is_named(std::size_t index, const std::string& utility_name) const override {
     return with_gil([&] {
       if (!python::is_mapping(item(index))) return false;
-      const Ref name = named(item(index));
+      const Ref name = optional_item(item(index), "utility_name");
       const Ref wanted = decoded(utility_name);
       return name && checked(guarded_call([a = name.get(), b = wanted.get()] {
                        return PyObject_RichCompareBool(a, b, Py_EQ);
@@ -48,14 +49,6 @@ class ClientRegistrations : public host::Registrations {
  private:
   PyObject* item(std::size_t index) const {
     return PyList_GET_ITEM(items_.get(), static_cast<Py_ssize_t>(index));
-  }
-
-  /// The value of the key `utility_name`; null without the key.
-  static Ref named(PyObject* mapping) {
-    Ref name =
-        Ref::steal(guarded_call([=] { return PyMapping_GetItemString(mapping, "utility_name"); }));
-    if (!name && !caught(PyExc_KeyError)) throw_raised();
-    return name;
   }
 
   std::size_t count_;
@@ -155,9 +148,7 @@ class ClientInterpreter : public host::PythonHost {
       const Ref module_name = path_object(name);
       const Ref module = call_method(importlib.get(), "import_module", module_name.get());
       const Ref names = attribute(module.get(), "__dict__");
-      const Ref marker = Ref::steal(guarded_call(
-          [all = names.get()] { return PyMapping_GetItemString(all, "__VELMORA_PLUGIN_NAME__"); }));
-      if (!marker && !caught(PyExc_KeyError)) throw_raised();
+      const Ref marker = optional_item(names.get(), "__VELMORA_PLUGIN_NAME__");
       const Ref wanted = decoded(plugin_name);
       return marker && checked(guarded_call([a = marker.get(), b = wanted.get()] {
                          return PyObject_RichCompareBool(a, b, Py_EQ);
@@ -192,4 +183,4 @@ host::PythonHost* new_python_host() {
   return new ClientInterpreter;
 }
 
-}  // namespace python
+}  // namespace utility_manager::python

@@ -1,14 +1,14 @@
 #pragma once
 
-#include "host/plugin_register.h"
-#include "host/python_host.h"
-#include "python/gil.h"
+#include "python/ref.h"
+#include "utility_manager/host/plugin_register.h"
+#include "utility_manager/host/python_host.h"
 
 /// The adapters for the client's plugins and its interpreter. They are made with the interpreter
 /// lock held and never destroyed.
-namespace python {
+namespace utility_manager::python {
 
 host::PluginRegister* new_plugin_register(Ref plugin_register);
 host::PythonHost* new_python_host();
 
-}  // namespace python
+}  // namespace utility_manager::python

@@ -6,8 +6,9 @@
 
 #include "python/arguments.h"
 #include "python/calls.h"
+#include "python/gate.h"
 
-namespace python {
+namespace utility_manager::python {
 namespace {
 
 /// Nothing for null and for None.
@@ -19,8 +20,8 @@ std::optional<std::int64_t> number_of(const Ref& number) {
 std::optional<int> code_of(const Ref& code) {
   const auto number = number_of(code);
   if (!number) return std::nullopt;
-  using limits = std::numeric_limits<int>;
-  return static_cast<int>(std::clamp<std::int64_t>(*number, limits::min(), limits::max()));
+  using range = std::numeric_limits<int>;
+  return static_cast<int>(std::clamp<std::int64_t>(*number, range::min(), range::max()));
 }
 
 class ClientProcess : public platform::ProcessHandle {
@@ -38,6 +39,10 @@ class ClientProcess : public platform::ProcessHandle {
 
   void terminate() override {
     with_gil([this] { call_method(process_.get(), "terminate"); });
+  }
+
+  void kill() override {
+    with_gil([this] { call_method(process_.get(), "kill"); });
   }
 
   std::optional<int> wait(std::optional<double> seconds) override {
@@ -71,4 +76,4 @@ std::shared_ptr<platform::ProcessHandle> client_process(Ref process) {
   return std::make_shared<ClientProcess>(std::move(process));
 }
 
-}  // namespace python
+}  // namespace utility_manager::python

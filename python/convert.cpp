@@ -1,41 +1,24 @@
 #include "python/convert.h"
 
+#include <algorithm>
 #include <array>
 #include <optional>
 #include <utility>
+#include <vector>
 
 #include "python/failures.h"
+#include "python/host_value.h"
+#include "utility_manager/catalogue/icon_cache.h"
 #include "utility_manager/failures.h"
+#include "utility_manager/limits.h"
+#include "utility_manager/values/place.h"
 
-namespace python {
+namespace utility_manager::python {
 namespace {
 
+using values::Kind;
+using values::Place;
 using values::Value;
-
-constexpr int deepest_level = 500;
-constexpr std::size_t longest_place = 100;  // in a message
-
-/// Where in a value a member stands.
-struct Place {
-  const Place* outer = nullptr;
-  const std::string* key = nullptr;  ///< null: the item `index` of a list
-  Py_ssize_t index = 0;
-  int depth = 0;
-};
-
-std::string text_of(const Place& place) {
-  if (!place.outer) return "";
-  const auto outer = text_of(*place.outer);
-  if (!place.key) return outer + "[" + std::to_string(place.index) + "]";
-  return outer.empty() ? *place.key : outer + "." + *place.key;
-}
-
-/// What a message begins with: the place and a colon, nothing for the whole value.
-std::string lead(const Place& place) {
-  auto text = text_of(place);
-  if (text.size() > longest_place) text.replace(longest_place, text.npos, "...");
-  return text.empty() ? text : text + ": ";
-}
 
 /// Kept for ever. A thread that waited for another one's initialisation would hold the interpreter
 /// lock meanwhile, so two may do it.
@@ -49,6 +32,11 @@ PyObject* mapping_class() {
   return type;
 }
 
+std::string text_of_bytes(PyObject* bytes) {
+  return {PyBytes_AS_STRING(bytes), static_cast<std::size_t>(PyBytes_GET_SIZE(bytes))};
+}
+
+/// Nothing for a text with lone surrogates; the exception is set then.
 std::optional<std::string> utf8(PyObject* text) {
   Py_ssize_t size = 0;
   const char* const bytes = PyUnicode_AsUTF8AndSize(text, &size);
@@ -67,30 +55,63 @@ std::optional<std::string> utf8(PyObject* text) {
   throw_raised();
 }
 
-enum class Content { data, registration, record, service_answer };
+/// What is converted, which tells what becomes of an object that no value can stand for: `data`
+/// refuses it, an answer leaves it out, and all others carry it.
+enum class Content { data, carried, registration, record, service_answer };
 
 /// Converts one value with its members. Gives nothing for what a service's answer may leave out.
 class Reader {
  public:
   explicit Reader(Content content) : content_(content) {}
 
-  std::optional<Value> read(PyObject* object, const Place& place = {}) const {
+  std::optional<Value> read(PyObject* object, const Place& place = {}) {
     if (object == Py_None) return Value();
     if (PyBool_Check(object)) return Value(object == Py_True);
     if (PyLong_Check(object)) return integer(object, place);
     if (PyFloat_Check(object)) return Value(PyFloat_AS_DOUBLE(object));
-    if (is_path(place)) return Value(path(object, place));
+    if (is_path(place) && is_path_like(object)) return Value(encoded_path(object));
     if (PyUnicode_Check(object)) return text(object, place);
     if (PyList_Check(object) || PyTuple_Check(object)) return list(object, place);
     if (is_mapping(object)) return mapping(object, place);
-    if (lenient()) return std::nullopt;
-    throw utility_manager::TypeError(lead(place) + "a value of type '" + Py_TYPE(object)->tp_name +
-                                     "' can't be used here; use None, bool, int, float, str, "
-                                     "list or dict");
+    return instead_of(object, place, [&] {
+      throw utility_manager::TypeError(lead(place) + "a value of type '" +
+                                       Py_TYPE(object)->tp_name +
+                                       "' can't be used here; use None, bool, int, float, str, "
+                                       "list or dict");
+    });
   }
 
  private:
-  bool lenient() const { return content_ == Content::service_answer; }
+  /// A container is open while its members are read.
+  class Opened {
+   public:
+    Opened(std::vector<PyObject*>& open, PyObject* container) : open_(open) {
+      open_.push_back(container);
+    }
+    Opened(const Opened&) = delete;
+    Opened& operator=(const Opened&) = delete;
+    ~Opened() { open_.pop_back(); }
+
+   private:
+    std::vector<PyObject*>& open_;
+  };
+
+  bool leaves_out() const { return content_ == Content::service_answer; }
+
+  /// The whole of a registration is converted; it can't be carried.
+  bool carries(const Place& place) const {
+    if (content_ == Content::carried) return true;
+    return (content_ == Content::registration || content_ == Content::record) && place.outer;
+  }
+
+  /// What becomes of an object that no value can stand for. `refuse` throws.
+  template <typename Refuse>
+  std::optional<Value> instead_of(PyObject* object, const Place& place, Refuse refuse) const {
+    if (!leaves_out() && !carries(place)) refuse();
+    PyErr_Clear();
+    if (leaves_out()) return std::nullopt;
+    return carried(object);
+  }
 
   bool is_path(const Place& place) const {
     if (content_ != Content::registration && content_ != Content::record) return false;
@@ -101,80 +122,85 @@ class Reader {
   std::optional<Value> integer(PyObject* object, const Place& place) const {
     int overflow = 0;
     const auto number = PyLong_AsLongLongAndOverflow(object, &overflow);
-    if (overflow == 0) return Value(static_cast<std::int64_t>(number));
+    if (overflow == 0) return Value(number);
     if (overflow > 0) {
       const auto large = PyLong_AsUnsignedLongLong(object);
-      if (!PyErr_Occurred()) return Value(static_cast<std::uint64_t>(large));
+      if (!PyErr_Occurred()) return Value(large);
       PyErr_Clear();
     }
-    if (lenient()) return std::nullopt;
-    raise(PyExc_OverflowError, lead(place) + "an int must fit in 64 bits");
+    return instead_of(object, place, [&] {
+      raise(PyExc_OverflowError, lead(place) + "an int must fit in 64 bits");
+    });
   }
 
   std::optional<Value> text(PyObject* object, const Place& place) const {
     if (auto bytes = utf8(object)) return Value(std::move(*bytes));
-    if (!lenient()) throw_bad_text(place);
-    PyErr_Clear();
-    return std::nullopt;
+    if (!PyErr_ExceptionMatches(PyExc_UnicodeEncodeError)) throw_raised();
+    return instead_of(object, place, [&] { throw_bad_text(place); });
   }
 
-  static Value path(PyObject* object, const Place& place) {
-    const bool is_path_object =
-        guarded_call([object] { return PyObject_HasAttrString(object, "__fspath__"); });
-    if (PyUnicode_Check(object) || is_path_object) return encoded_path(object);
-    return *Reader(Content::data).read(object, place);
-  }
-
-  std::optional<Value> list(PyObject* object, const Place& place) const {
-    if (!may_go_deeper(place)) return std::nullopt;
-    auto result = Value::array();
+  std::optional<Value> list(PyObject* object, const Place& place) {
+    if (!may_enter(object, place)) return std::nullopt;
+    const Opened opened(open_, object);
+    values::List result;
     for (Py_ssize_t index = 0; index < PySequence_Fast_GET_SIZE(object); ++index) {
       const Ref item = Ref::borrow(PySequence_Fast_GET_ITEM(object, index));
-      auto value = read(item.get(), {.outer = &place, .index = index, .depth = place.depth + 1});
+      auto value = read(
+          item.get(),
+          {.outer = &place, .index = static_cast<std::size_t>(index), .depth = place.depth + 1});
       result.push_back(std::move(value).value_or(nullptr));
     }
     return result;
   }
 
-  std::optional<Value> mapping(PyObject* object, const Place& place) const {
-    if (!may_go_deeper(place)) return std::nullopt;
+  std::optional<Value> mapping(PyObject* object, const Place& place) {
+    if (!may_enter(object, place)) return std::nullopt;
+    const Opened opened(open_, object);
     const Ref items = checked(guarded_call([=] { return PyMapping_Items(object); }));
-    auto result = Value::object();
-    auto& members = result.get_ref<Value::object_t&>();
+    values::Mapping result;
     for (Py_ssize_t index = 0; index < PyList_GET_SIZE(items.get()); ++index) {
       PyObject *key, *value;
       if (!PyArg_ParseTuple(PyList_GET_ITEM(items.get(), index), "OO", &key, &value))
         throw_raised();
-      if (content_ == Content::record && place.depth == 0 && is_icon_cache_key(key)) continue;
-      const auto name = member_name(key, place);
-      if (!name) continue;
+      if (content_ == Content::record && !place.outer && is_icon_cache_key(key)) continue;
+      auto name = PyUnicode_Check(key) ? utf8(key) : std::nullopt;
+      if (!name && carries(place)) {
+        PyErr_Clear();
+        return carried(object);
+      }
+      if (!name && !leaves_out()) throw_bad_key(key, place);
+      PyErr_Clear();
+      if (!name || (may_repeat(object, key) && result.contains(*name))) continue;
       auto member = read(value, {.outer = &place, .key = &*name, .depth = place.depth + 1});
-      if (member) members.emplace_back(*name, std::move(*member));
+      if (member) result.append(*std::move(name), *std::move(member));
     }
     return result;
   }
 
-  std::optional<std::string> member_name(PyObject* key, const Place& place) const {
-    auto name = PyUnicode_Check(key) ? utf8(key) : std::nullopt;
-    if (name) return name;
-    if (lenient()) {
-      PyErr_Clear();
-      return std::nullopt;
-    }
+  /// False where Python itself sees to it that the keys are different texts.
+  static bool may_repeat(PyObject* mapping, PyObject* key) {
+    return !PyDict_Check(mapping) || !PyUnicode_CheckExact(key);
+  }
+
+  [[noreturn]] static void throw_bad_key(PyObject* key, const Place& place) {
     if (PyErr_Occurred()) throw_bad_text(place);
     const Ref shown = checked(guarded_call([key] { return PyObject_ASCII(key); }));
     throw utility_manager::TypeError(lead(place) + "the key " + *utf8(shown.get()) +
                                      " must be a str");
   }
 
-  bool may_go_deeper(const Place& place) const {
-    if (place.depth < deepest_level) return true;
-    if (lenient()) return false;
-    raise(PyExc_ValueError, lead(place) + "nested deeper than " + std::to_string(deepest_level) +
+  bool may_enter(PyObject* container, const Place& place) const {
+    const bool in_itself = std::find(open_.begin(), open_.end(), container) != open_.end();
+    if (!in_itself && place.depth < limits::deepest_level) return true;
+    if (leaves_out()) return false;
+    if (in_itself) raise(PyExc_ValueError, lead(place) + "a value that contains itself");
+    raise(PyExc_ValueError, lead(place) + "nested deeper than " +
+                                std::to_string(limits::deepest_level) +
                                 " levels, or a value that contains itself");
   }
 
-  Content content_;
+  const Content content_;
+  std::vector<PyObject*> open_;
 };
 
 /// Converts one value with its members. The mappings of a list mostly have the same keys at the
@@ -182,41 +208,44 @@ class Reader {
 class Writer {
  public:
   Ref write(const Value& value) {
-    switch (value.type()) {
-      case Value::value_t::boolean:
-        return Ref::borrow(value.get<bool>() ? Py_True : Py_False);
-      case Value::value_t::number_integer:
-        return checked(PyLong_FromLongLong(value.get<std::int64_t>()));
-      case Value::value_t::number_unsigned:
-        return checked(PyLong_FromUnsignedLongLong(value.get<std::uint64_t>()));
-      case Value::value_t::number_float:
-        return checked(PyFloat_FromDouble(value.get<double>()));
-      case Value::value_t::string:
-        return decoded(value.get_ref<const std::string&>());
-      case Value::value_t::array:
-        return list(value);
-      case Value::value_t::object:
-        return mapping(value);
-      default:
+    switch (value.kind()) {
+      case Kind::null:
         return Ref::borrow(Py_None);
+      case Kind::boolean:
+        return Ref::borrow(value.boolean() ? Py_True : Py_False);
+      case Kind::integer:
+        return checked(PyLong_FromLongLong(value.integer()));
+      case Kind::unsigned_integer:
+        return checked(PyLong_FromUnsignedLongLong(value.unsigned_integer()));
+      case Kind::real:
+        return checked(PyFloat_FromDouble(value.real()));
+      case Kind::text:
+        return decoded(value.text());
+      case Kind::list:
+        return list(value.list());
+      case Kind::mapping:
+        return mapping(value.mapping());
+      case Kind::host_value:
+        return object_of(*value.host_value());
     }
+    return {};
   }
 
  private:
-  Ref list(const Value& value) {
-    const auto size = static_cast<Py_ssize_t>(value.size());
+  Ref list(const values::List& items) {
+    const auto size = static_cast<Py_ssize_t>(items.size());
     Ref list = checked(guarded_call([=] { return PyList_New(size); }));
     Py_ssize_t index = 0;
-    for (const auto& item : value.get_ref<const Value::array_t&>()) {
+    for (const auto& item : items) {
       PyList_SET_ITEM(list.get(), index++, write(item).release());
     }
     return list;
   }
 
-  Ref mapping(const Value& value) {
+  Ref mapping(const values::Mapping& members) {
     Ref mapping = checked(guarded_call([] { return PyDict_New(); }));
     std::size_t place = 0;
-    for (const auto& [key, member] : value.get_ref<const Value::object_t&>()) {
+    for (const auto& [key, member] : members) {
       const Ref name = name_of(key, place++);
       const Ref object = write(member);
       checked(PyDict_SetItem(mapping.get(), name.get(), object.get()));
@@ -240,6 +269,10 @@ class Writer {
 
 Value to_value(PyObject* object) {
   return *Reader(Content::data).read(object);
+}
+
+Value to_carried_value(PyObject* object) {
+  return *Reader(Content::carried).read(object);
 }
 
 Value registration_to_value(PyObject* mapping) {
@@ -270,11 +303,25 @@ std::string encoded(PyObject* text) {
   return *bytes;
 }
 
+std::string encoded_leniently(PyObject* text) {
+  Ref bytes = Ref::steal(PyUnicode_AsEncodedString(text, "utf-8", "surrogateescape"));
+  if (!bytes && caught(PyExc_UnicodeEncodeError)) {
+    bytes = Ref::steal(PyUnicode_AsEncodedString(text, "utf-8", "backslashreplace"));
+  }
+  if (!bytes) throw_raised();
+  return text_of_bytes(bytes.get());
+}
+
+bool is_path_like(PyObject* object) {
+  if (PyUnicode_Check(object)) return true;
+  return guarded_call([object] { return PyObject_HasAttrString(object, "__fspath__"); }) != 0;
+}
+
 std::string encoded_path(PyObject* path) {
   const Ref text = checked(guarded_call([path] { return PyOS_FSPath(path); }));
   if (!PyUnicode_Check(text.get())) throw utility_manager::TypeError("a path must be a str");
   const Ref bytes = checked(PyUnicode_EncodeFSDefault(text.get()));
-  return {PyBytes_AS_STRING(bytes.get()), static_cast<std::size_t>(PyBytes_GET_SIZE(bytes.get()))};
+  return text_of_bytes(bytes.get());
 }
 
 bool is_icon_cache_key(PyObject* key) {
@@ -289,4 +336,4 @@ bool is_mapping(PyObject* object) {
   return checked(guarded_call([=] { return PyObject_IsInstance(object, mapping_class()); })) != 0;
 }
 
-}  // namespace python
+}  // namespace utility_manager::python

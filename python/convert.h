@@ -3,21 +3,25 @@
 #include <string>
 #include <string_view>
 
-#include "python/gil.h"
-#include "values/value.h"
+#include "python/ref.h"
+#include "utility_manager/values/value.h"
 
 /// Values cross the border by conversion, in both directions. All of it needs the interpreter lock
 /// and may throw what Python raises.
-namespace python {
+namespace utility_manager::python {
 
 /// None, bool, int of 64 bits, float, str, list, tuple (a list from then on) and mappings with str
 /// keys. Fails with a `TypeError` that names the key on anything else, with an `OverflowError` on a
-/// larger int, with a `UnicodeEncodeError` on a lone surrogate, and with a `ValueError` on nesting
-/// beyond 500 levels.
+/// larger int, with a `UnicodeEncodeError` on a lone surrogate, and with a `ValueError` on a
+/// container that contains itself and on nesting beyond `limits::deepest_level`.
 values::Value to_value(PyObject* object);
 
-/// The same for a registration: its `script_path` and `icon_path` may be any path of the file
-/// system.
+/// The same, but an object that no value can stand for is carried and comes back as itself: one of
+/// another type, a larger int, a text with a lone surrogate, a mapping with a key that is no str.
+values::Value to_carried_value(PyObject* object);
+
+/// The same for the members of a registration, which itself is a mapping with str keys. Its
+/// `script_path` and `icon_path` may be any path of the file system.
 values::Value registration_to_value(PyObject* mapping);
 
 /// The same for a record of the catalogue, without the entries of the icon cache in it.
@@ -36,14 +40,19 @@ Ref decoded(std::string_view text);
 /// A str as UTF-8. Fails as `to_value` does.
 std::string encoded(PyObject* text);
 
+/// A str as UTF-8; a surrogate that stands for a byte becomes that byte, any other one an escape.
+std::string encoded_leniently(PyObject* text);
+
+/// True for a str and for a path object.
+bool is_path_like(PyObject* object);
+
 /// A str or a path object as the file system's bytes.
 std::string encoded_path(PyObject* path);
 
-/// What the key of an entry of the icon cache begins with; the rest is the path of the icon.
-inline constexpr std::string_view icon_cache_prefix = "_icon_cache_";
+/// True for the key of an entry of the icon cache.
 bool is_icon_cache_key(PyObject* key);
 
 /// True for a dict and for every other mapping.
 bool is_mapping(PyObject* object);
 
-}  // namespace python
+}  // namespace utility_manager::python

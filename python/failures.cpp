@@ -1,15 +1,15 @@
 #include "python/failures.h"
 
 #include <cstring>
+#include <new>
 #include <stdexcept>
 #include <utility>
 
-#include "host/failures.h"
-#include "platform/failures.h"
 #include "python/convert.h"
 #include "utility_manager/failures.h"
+#include "utility_manager/platform/failures.h"
 
-namespace python {
+namespace utility_manager::python {
 namespace {
 
 /// Takes the exception that is set, with its traceback.
@@ -87,23 +87,27 @@ bool caught(PyObject* type) {
   return true;
 }
 
-void translate(std::exception_ptr failure) {
+void set_raised() {
   try {
-    std::rethrow_exception(std::move(failure));
+    throw;
   } catch (const host::HostFailure& raised) {
     if (raised.origin()) return set_again(raised.origin());
     set(PyExc_RuntimeError, raised.what());
   } catch (const host::HostInterrupt& raised) {
     set_again(raised.origin);
+  } catch (const host::HostGone&) {
+    set(PyExc_RuntimeError, "the interpreter is ending");
   } catch (const utility_manager::TypeError& wrong) {
     set(PyExc_TypeError, wrong.what());
   } catch (const platform::SystemError& refused) {
     set_system_error(refused);
+  } catch (const std::bad_alloc&) {
+    PyErr_NoMemory();
   } catch (const std::invalid_argument& wrong) {
     set(PyExc_ValueError, wrong.what());
-  } catch (const utility_manager::RuntimeError& failed) {
+  } catch (const std::exception& failed) {
     set(PyExc_RuntimeError, failed.what());
   }
 }
 
-}  // namespace python
+}  // namespace utility_manager::python

@@ -3,12 +3,13 @@
 #include <exception>
 #include <string>
 
-#include "python/gil.h"
+#include "python/ref.h"
+#include "utility_manager/host/failures.h"
 
 /// Failures at the border. What Python raised crosses the core as `host::HostFailure` or, where it
 /// is no `Exception`, as `host::HostInterrupt`, and comes out again as the same object. All of it
 /// needs the interpreter lock.
-namespace python {
+namespace utility_manager::python {
 
 /// Throws the Python exception that is set.
 [[noreturn]] void throw_raised();
@@ -25,7 +26,23 @@ int checked(int result);
 /// True when the exception that is set is of `type`; it is cleared then.
 bool caught(PyObject* type);
 
-/// Sets the Python exception for a failure of the core; throws on what isn't known to it.
-void translate(std::exception_ptr failure);
+/// Sets the Python exception for the failure that is being handled.
+void set_raised();
 
-}  // namespace python
+/// What a function that the interpreter calls gives back: the result of `work`, or null for a
+/// failure, which is set as a Python exception.
+template <typename Work>
+PyObject* returned(const Work& work) {
+  try {
+    return work().release();
+  } catch (const std::exception&) {
+    set_raised();
+  } catch (const host::HostInterrupt&) {
+    set_raised();
+  } catch (const host::HostGone&) {
+    set_raised();
+  }
+  return nullptr;
+}
+
+}  // namespace utility_manager::python

@@ -1,13 +1,13 @@
 #pragma once
 
-#include "host/process_inspection.h"
-#include "python/gil.h"
+#include "python/ref.h"
+#include "utility_manager/platform/process.h"
 
-namespace python {
+namespace utility_manager::python {
 
 struct InspectionLayer {
-  host::ProcessInspection* inspection = nullptr;  ///< null: the layer is absent
-  Ref name;                                       ///< what the module shows as `psutil`
+  const platform::ProcessTable& processes;
+  Ref name;  ///< what the module shows as `psutil`; None where there is no process inspection
 };
 
 /// The process-inspection layer that this module was built with. Called once per process, with the
@@ -15,7 +15,7 @@ struct InspectionLayer {
 InspectionLayer inspection_layer();
 
 /// What the module shows as `psutil` for a layer that isn't a Python module, so that a client can
-/// see that there is one. Called once; `inspection` is never destroyed.
-Ref native_layer_object(host::ProcessInspection& inspection);
+/// see that there is one. Called once.
+Ref native_layer_object(const platform::ProcessTable& processes);
 
-}  // namespace python
+}  // namespace utility_manager::python

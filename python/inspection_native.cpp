@@ -1,12 +1,10 @@
-#include "platform/native_inspection.h"
 #include "python/inspection_layer.h"
 
-namespace python {
+namespace utility_manager::python {
 
 InspectionLayer inspection_layer() {
-  auto* const inspection = platform::native_inspection();
-  return {.inspection = inspection,
-          .name = inspection ? native_layer_object(*inspection) : Ref::borrow(Py_None)};
+  const auto& processes = platform::native_processes();
+  return {.processes = processes, .name = native_layer_object(processes)};
 }
 
-}  // namespace python
+}  // namespace utility_manager::python

@@ -1,9 +1,9 @@
 #include "python/inspection_layer.h"
 
-namespace python {
+namespace utility_manager::python {
 
 InspectionLayer inspection_layer() {
-  return {.inspection = nullptr, .name = Ref::borrow(Py_None)};
+  return {.processes = platform::bare_processes(), .name = Ref::borrow(Py_None)};
 }
 
-}  // namespace python
+}  // namespace utility_manager::python

@@ -1,18 +1,18 @@
-#include "host/failures.h"
 #include "python/calls.h"
 #include "python/inspection_layer.h"
-#include "python/psutil_inspection.h"
+#include "python/library_processes.h"
+#include "utility_manager/host/failures.h"
 
-namespace python {
+namespace utility_manager::python {
 
 InspectionLayer inspection_layer() {
   try {
     Ref psutil = import_module("psutil");
-    auto* const inspection = new_psutil_inspection(Ref::borrow(psutil.get()));
-    return {.inspection = inspection, .name = std::move(psutil)};
+    const auto& processes = new_library_processes(Ref::borrow(psutil.get()));
+    return {.processes = processes, .name = std::move(psutil)};
   } catch (const host::HostFailure&) {
-    return {.inspection = nullptr, .name = Ref::borrow(Py_None)};
+    return {.processes = platform::bare_processes(), .name = Ref::borrow(Py_None)};
   }
 }
 
-}  // namespace python
+}  // namespace utility_manager::python

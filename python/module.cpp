@@ -1,60 +1,59 @@
-#include "host/services.h"
 #include "python/bind.h"
+#include "python/calls.h"
 #include "python/client_host.h"
 #include "python/inspection_layer.h"
+#include "utility_manager/host/services.h"
 
-namespace py = pybind11;
-
-namespace python {
+namespace utility_manager::python {
 namespace {
 
 /// What is made once per process, for every attempt to load the module.
 struct Parts {
-  py::module_ names = py::reinterpret_steal<py::module_>(PyModule_New("utility_manager"));
+  Ref names = checked(PyModule_New("utility_manager"));
   InspectionLayer layer = inspection_layer();
 
   Parts() {
-    bind_handles(names);  // before the manager, whose attributes they are
-    bind_registration(names);
-    bind_manager(names);
+    close_gate_at_exit();
+    bind_handles();
+    bind_registration(names.get());
+    bind_manager(names.get());
   }
 };
 
-/// The work of loading, in its order. The module's own manager is made last and never again.
-void load_into(const py::module_& module) {
+void set_name(PyObject* module, const char* name, const Ref& object) {
+  checked(PyModule_AddObjectRef(module, name, object.get()));
+}
+
+/// The work of loading, in its order. The manager is made last and never again.
+Ref load_into(PyObject* module) {
   static Parts* parts = nullptr;  // with the interpreter lock held; kept for ever
   if (!parts) parts = new Parts;
-  module.attr("psutil") = py::reinterpret_borrow<py::object>(parts->layer.name.get());
+  set_name(module, "psutil", Ref::borrow(parts->layer.name.get()));
   for (const char* name : {"UtilityRegistration", "UtilityServerManager", "_build_mapped_url",
                            "_utility_subprocess_python_executable"}) {
-    module.attr(name) = parts->names.attr(name);
+    set_name(module, name, attribute(parts->names.get(), name));
   }
   static bool is_loaded = false;
   if (!is_loaded) {
-    auto services = import_client_services();
-    services.psutil = parts->layer.inspection;
-    host::bind(services);
+    platform::bind_processes(parts->layer.processes);
+    host::bind(import_client_services());
   }
-  module.attr("utility_manager") = without_gil([] { return utility_manager::utility_manager(); });
+  const auto make = operation<&utility_manager::utility_manager>("utility_manager");
+  set_name(module, "utility_manager", make.call(make, {}));
   is_loaded = true;
+  return Ref::borrow(Py_None);
 }
 
-/// Called through a bound function, so that failures come out as everywhere.
+/// The manager, its threads and what it keeps of the client belong to one interpreter.
 int load(PyObject* module) {
-  static bool is_prepared = false;
-  try {
-    if (!is_prepared) {
-      if (!Ref::steal(close_gate_at_exit())) return -1;
-      py::register_exception_translator(&translate);
-      is_prepared = true;
-    }
-    const py::cpp_function loader(&load_into);
-    const Ref result = Ref::steal(PyObject_CallOneArg(loader.ptr(), module));
-    return result ? 0 : -1;
-  } catch (py::error_already_set& failure) {
-    failure.restore();
+  if (PyInterpreterState_Get() != PyInterpreterState_Main()) {
+    PyErr_SetString(PyExc_ImportError,
+                    "utility_manager can't be imported in a subinterpreter: it has one manager "
+                    "per process, which belongs to the main interpreter");
     return -1;
   }
+  const Ref loaded = Ref::steal(returned([module] { return load_into(module); }));
+  return loaded ? 0 : -1;
 }
 
 PyModuleDef_Slot slots[] = {{Py_mod_exec, reinterpret_cast<void*>(&load)}, {0, nullptr}};
@@ -71,10 +70,8 @@ PyModuleDef definition = {
     .m_free = nullptr};
 
 }  // namespace
-}  // namespace python
+}  // namespace utility_manager::python
 
-extern "C" PYBIND11_EXPORT PyObject* PyInit_utility_manager() {
-  PYBIND11_CHECK_PYTHON_VERSION
-  PYBIND11_ENSURE_INTERNALS_READY
-  return PyModuleDef_Init(&python::definition);
+PyMODINIT_FUNC PyInit_utility_manager() {
+  return PyModuleDef_Init(&utility_manager::python::definition);
 }

@@ -6,9 +6,9 @@
 #include <thread>
 #include <utility>
 
-#include "platform/line_writer.h"
-#include "utility_manager/timings.h"
-#include "values/text.h"
+#include "utility_manager/limits.h"
+#include "utility_manager/platform/line_writer.h"
+#include "utility_manager/values/text.h"
 
 namespace utility_manager {
 namespace {
@@ -31,7 +31,7 @@ class TextBlock {
 
   /// Gives unusually much memory back once little text is left.
   void remove_start(std::size_t count) {
-    constexpr std::size_t usual = timings::relay_chunk_bytes;
+    constexpr std::size_t usual = limits::relay_chunk_bytes;
     size_ -= count;
     const char* const rest = bytes_.get() + count;
     if (capacity_ > 4 * usual && size_ <= usual) {
@@ -76,7 +76,7 @@ class OutputRelay {
  private:
   /// Reads behind the start of a line that is there already; gives 0 at the end of the stream.
   std::size_t read_chunk() {
-    const auto wanted = timings::relay_chunk_bytes - in_.size() % timings::relay_chunk_bytes;
+    const auto wanted = limits::relay_chunk_bytes - in_.size() % limits::relay_chunk_bytes;
     return stream_->read_some({in_.room(wanted), wanted});
   }
 

@@ -3,7 +3,7 @@
 #include <memory>
 #include <string>
 
-#include "platform/stream.h"
+#include "utility_manager/platform/stream.h"
 #include "utility_manager/stderr_buffer.h"
 
 namespace utility_manager {

@@ -4,8 +4,8 @@
 #include <array>
 #include <string_view>
 
-#include "utility_manager/timings.h"
-#include "values/text.h"
+#include "utility_manager/limits.h"
+#include "utility_manager/values/text.h"
 
 namespace utility_manager {
 namespace {
@@ -28,13 +28,13 @@ std::vector<std::string_view> non_blank(const std::vector<std::string>& lines) {
 }
 
 std::string tail_of(const std::vector<std::string_view>& lines) {
-  const auto count = std::min(lines.size(), timings::digest_tail_lines);
+  const auto count = std::min(lines.size(), limits::digest_tail_lines);
   std::string tail;
   for (auto line = lines.end() - static_cast<std::ptrdiff_t>(count); line != lines.end(); ++line) {
     if (!tail.empty()) tail += '\n';
     tail += *line;
   }
-  return std::string(values::last_code_points(tail, timings::digest_tail_characters));
+  return std::string(values::last_code_points(tail, limits::digest_tail_characters));
 }
 
 }  // namespace

@@ -6,10 +6,10 @@
 
 #include <stdlib.h>
 
-#include "host/failures.h"
 #include "utility_manager/failures.h"
+#include "utility_manager/host/failures.h"
 
-namespace fakes {
+namespace utility_manager::fakes {
 namespace {
 
 class Items : public host::Registrations {
@@ -17,16 +17,15 @@ class Items : public host::Registrations {
   explicit Items(std::vector<Value> items) : items_(std::move(items)) {}
 
   std::size_t count() const override { return items_.size(); }
-  bool is_mapping(std::size_t index) const override { return items_[index].is_object(); }
+  bool is_mapping(std::size_t index) const override { return items_[index].is_mapping(); }
 
   bool is_named(std::size_t index, const std::string& utility_name) const override {
     const auto& item = items_[index];
-    return item.is_object() && item.contains("utility_name") &&
-           item.at("utility_name") == utility_name;
+    return item.is_mapping() && item.mapping().at_or("utility_name", nullptr) == utility_name;
   }
 
   Value mapping(std::size_t index) const override {
-    if (items_[index].contains("poison")) throw utility_manager::TypeError("poison");
+    if (items_[index].mapping().contains("poison")) throw utility_manager::TypeError("poison");
     return items_[index];
   }
 
@@ -88,10 +87,10 @@ std::string TemporaryDirectory::write(const std::string& name, const std::string
   return file.string();
 }
 
-FakeClient::FakeClient(host::ProcessInspection* psutil) : previous_(host::services()) {
+FakeClient::FakeClient(const platform::ProcessTable& processes)
+    : previous_(host::services()), processes_(processes) {
   std::filesystem::create_directories(directory.path("plugins"));
-  host::bind({.psutil = psutil,
-              .plugin_register = this,
+  host::bind({.plugin_register = this,
               .local = this,
               .organization = this,
               .device = this,
@@ -187,4 +186,4 @@ void FakeClient::asked(const std::string& service) {
   if (before) before(service);
 }
 
-}  // namespace fakes
+}  // namespace utility_manager::fakes

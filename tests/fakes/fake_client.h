@@ -10,10 +10,11 @@
 #include <string>
 #include <vector>
 
-#include "host/services.h"
-#include "values/value.h"
+#include "utility_manager/host/services.h"
+#include "utility_manager/platform/process.h"
+#include "utility_manager/values/value.h"
 
-namespace fakes {
+namespace utility_manager::fakes {
 
 using values::Value;
 
@@ -44,14 +45,14 @@ struct FakePlugin {
 };
 
 /// The client's services, in memory, each open to be replaced by a test. Binds itself for its life,
-/// with no process-inspection layer unless `psutil` is set before.
+/// with a table of processes.
 class FakeClient : public host::Local,
                    public host::Organization,
                    public host::Device,
                    public host::PythonHost,
                    public host::PluginRegister {
  public:
-  explicit FakeClient(host::ProcessInspection* psutil);
+  explicit FakeClient(const platform::ProcessTable& processes = platform::bare_processes());
   FakeClient(const FakeClient&) = delete;
   FakeClient& operator=(const FakeClient&) = delete;
   ~FakeClient() override;
@@ -60,7 +61,7 @@ class FakeClient : public host::Local,
   std::vector<std::shared_ptr<FakePlugin>> plugins;  ///< the walk fails at a null
   Value language = "en";
   Value gui_addr = {{"server_addr", "127.0.0.1"}, {"port", 7000}};
-  Value org_list = {{"is_system_admin", true}, {"organizations", Value::array()}};
+  Value org_list = {{"is_system_admin", true}, {"organizations", values::List()}};
   std::map<std::string, Value> group_details;
   std::optional<std::string> base_interpreter = "/usr/bin/python3";
   std::string interpreter = "/usr/bin/python3";
@@ -93,7 +94,8 @@ class FakeClient : public host::Local,
   void asked(const std::string& service);
 
   host::Services previous_;
+  platform::BindProcesses processes_;
   std::mutex calls_mutex_;
 };
 
-}  // namespace fakes
+}  // namespace utility_manager::fakes

@@ -2,14 +2,14 @@
 
 #include <algorithm>
 
-#include "platform/native_inspection.h"
-#include "utility_manager/timings.h"
-#include "values/text_form.h"
+#include "utility_manager/limits.h"
+#include "utility_manager/platform/failures.h"
+#include "utility_manager/values/text_form.h"
 
-namespace fakes {
+namespace utility_manager::fakes {
 namespace {
 
-namespace timings = utility_manager::timings;
+namespace limits = utility_manager::limits;
 
 constexpr double patience = 60;  ///< seconds to wait for what comes at once
 
@@ -29,9 +29,9 @@ double FakeSystem::wall_clock() const {
 }
 
 void FakeSystem::sleep(double seconds) const {
-  if (seconds == timings::monitor_interval) return sleep_as_monitor();
+  if (seconds == limits::monitor_interval) return sleep_as_monitor();
   const auto child = dying_child.lock();
-  if (seconds == timings::start_watch && child) child->wait(patience);
+  if (seconds == limits::start_watch && child) child->wait(patience);
   {
     const std::lock_guard held(mutex_);
     clock_ += seconds;
@@ -108,96 +108,76 @@ bool FakeSystem::can_bind(std::int64_t port) const {
   return !taken_ports.contains(port);
 }
 
-class FakeInspection::Process : public host::InspectedProcess {
- public:
-  Process(FakeInspection& layer, std::int64_t pid) : layer_(layer), pid_(pid) {}
+std::optional<std::int64_t> FakeSystem::first_bindable(std::int64_t first, std::int64_t last,
+                                                       const std::set<std::int64_t>& except) const {
+  for (auto port = first; port <= last; ++port) {
+    if (!except.contains(port) && can_bind(port)) return port;
+  }
+  return std::nullopt;
+}
 
-  bool is_running() const override {
-    layer_.asked("is_running", pid_);
-    return layer_.processes.contains(pid_);
+class FakeProcesses::Process : public platform::Process {
+ public:
+  Process(const FakeProcesses& table, std::int64_t pid)
+      : table_(table), pid_(pid), start_(table.living.at(pid)) {}
+
+  std::int64_t pid() const override { return pid_; }
+  bool is_exact() const override { return table_.are_exact; }
+
+  bool exists() const override {
+    table_.asked("exists", pid_);
+    const auto owner = table_.living.find(pid_);
+    return owner != table_.living.end() && (!is_exact() || owner->second == start_);
   }
 
-  std::vector<std::shared_ptr<InspectedProcess>> descendants() const override {
-    layer_.asked("descendants", pid_);
-    std::vector<std::shared_ptr<InspectedProcess>> found;
-    for (const auto pid : layer_.descendants[pid_]) {
-      found.push_back(std::make_shared<Process>(layer_, pid));
-    }
+  platform::Processes descendants() const override {
+    table_.asked("descendants", pid_);
+    platform::Processes found;
+    const auto pids = table_.descendants.find(pid_);
+    if (pids == table_.descendants.end()) return found;
+    for (const auto pid : pids->second) found.push_back(std::make_shared<Process>(table_, pid));
     return found;
   }
 
   void kill() const override {
-    layer_.kills.push_back("kill " + std::to_string(pid_));
-    layer_.asked("kill", pid_);
-    if (!layer_.processes.contains(pid_)) throw host::NoSuchProcess("gone");
-    if (!layer_.stubborn.contains(pid_)) layer_.processes.erase(pid_);
+    table_.kills.push_back("kill " + std::to_string(pid_));
+    table_.asked("kill", pid_);
+    if (!exists()) throw platform::NoSuchProcess();
+    if (!table_.stubborn.contains(pid_)) table_.living.erase(pid_);
+  }
+
+  std::optional<platform::ProcessIdentity> identity() const override {
+    table_.asked("identity", pid_);
+    const auto line = table_.command_lines.find(pid_);
+    const bool is_readable = line != table_.command_lines.end();
+    return platform::ProcessIdentity{
+        .start_time = start_,
+        .command_line = is_readable ? line->second : std::vector<std::string>()};
   }
 
  private:
-  FakeInspection& layer_;
-  const std::int64_t pid_;
-};
-
-class FakeInspection::Pin : public host::PinnedProcess {
- public:
-  Pin(const FakeInspection& layer, std::int64_t pid)
-      : layer_(layer), pid_(pid), start_(layer.processes.at(pid)) {}
-
-  bool exists() const override {
-    layer_.asked("exists", pid_);
-    const auto owner = layer_.processes.find(pid_);
-    return owner != layer_.processes.end() && owner->second == start_;
-  }
-
- private:
-  const FakeInspection& layer_;
+  const FakeProcesses& table_;
   const std::int64_t pid_;
   const double start_;
 };
 
-bool FakeInspection::pid_exists(std::int64_t pid) {
+bool FakeProcesses::exists(std::int64_t pid) const {
   asked("pid_exists", pid);
-  return processes.contains(pid);
+  return living.contains(pid);
 }
 
-std::shared_ptr<host::InspectedProcess> FakeInspection::process(std::int64_t pid) {
-  asked("process", pid);
-  if (!processes.contains(pid)) throw host::NoSuchProcess("gone");
+std::shared_ptr<platform::Process> FakeProcesses::find(std::int64_t pid) const {
+  asked("find", pid);
+  if (!living.contains(pid)) throw platform::NoSuchProcess();
   return std::make_shared<Process>(*this, pid);
 }
 
-std::vector<std::shared_ptr<host::InspectedProcess>> FakeInspection::wait_procs(
-    const std::vector<std::shared_ptr<host::InspectedProcess>>& targets, double seconds) {
+platform::Processes FakeProcesses::wait(const platform::Processes& targets, double seconds) const {
   kills.push_back("wait " + values::real_form(seconds));
-  asked("wait_procs", 0);
+  asked("wait", 0);
   auto left = targets;
-  std::erase_if(left, [](const auto& target) { return !target->is_running(); });
+  std::erase_if(left, [](const auto& target) { return !target->exists(); });
   return left;
 }
 
-std::optional<host::ProcessIdentity> FakeInspection::identity(std::int64_t pid) {
-  asked("identity", pid);
-  const auto process = processes.find(pid);
-  if (process == processes.end()) return std::nullopt;
-  return host::ProcessIdentity{.start_time = process->second, .command_line = command_lines[pid]};
-}
-
-std::shared_ptr<host::PinnedProcess> FakeInspection::pin(std::int64_t pid) {
-  asked("pin", pid);
-  return processes.contains(pid) ? std::make_shared<Pin>(*this, pid) : nullptr;
-}
-
-bool LibraryInspection::pid_exists(std::int64_t pid) {
-  return platform::native_inspection()->pid_exists(pid);
-}
-
-std::shared_ptr<host::InspectedProcess> LibraryInspection::process(std::int64_t pid) {
-  return platform::native_inspection()->process(pid);
-}
-
-std::vector<std::shared_ptr<host::InspectedProcess>> LibraryInspection::wait_procs(
-    const std::vector<std::shared_ptr<host::InspectedProcess>>& targets, double seconds) {
-  return platform::native_inspection()->wait_procs(targets, seconds);
-}
-
-}  // namespace fakes
+}  // namespace utility_manager::fakes

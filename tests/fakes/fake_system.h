@@ -11,10 +11,10 @@
 #include <utility>
 #include <vector>
 
-#include "host/process_inspection.h"
-#include "platform/system.h"
+#include "utility_manager/platform/process.h"
+#include "utility_manager/platform/system.h"
 
-namespace fakes {
+namespace utility_manager::fakes {
 
 /// Binds itself for its life. Its clock moves by sleeps alone, and these cost nothing: the watch of
 /// a child whose script's name begins with "dying" lasts until it has died, any other no time at
@@ -57,6 +57,8 @@ class FakeSystem : public platform::System {
   void run_command(const std::vector<std::string>& arguments, double seconds,
                    std::uint32_t flags) const override;
   bool can_bind(std::int64_t port) const override;
+  std::optional<std::int64_t> first_bindable(std::int64_t first, std::int64_t last,
+                                             const std::set<std::int64_t>& except) const override;
 
  private:
   void sleep_as_monitor() const;
@@ -84,6 +86,7 @@ class FakeHandle : public platform::ProcessHandle {
   void terminate() override {
     if (on_terminate) on_terminate();
   }
+  void kill() override { terminate(); }
   std::optional<int> wait(std::optional<double> seconds) override {
     waits.push_back(seconds);
     return on_poll();
@@ -98,44 +101,32 @@ class FakeHandle : public platform::ProcessHandle {
   std::int64_t pid_;
 };
 
-/// A process-inspection layer over processes that exist only here, by ids that no process has.
-class FakeInspection : public host::ProcessInspection {
+/// Processes that exist only here, by ids that no process has.
+class FakeProcesses : public platform::ProcessTable {
  public:
   static constexpr std::int64_t first_pid = 1 << 23;
 
   /// The living, each with the moment of its start, by which a later owner of an id is known.
-  std::map<std::int64_t, double> processes;
+  mutable std::map<std::int64_t, double> living;
   std::map<std::int64_t, std::vector<std::int64_t>> descendants;
   std::map<std::int64_t, std::vector<std::string>> command_lines;
   std::set<std::int64_t> stubborn;  ///< they outlive being killed
+  bool are_exact = true;
 
   /// Called before a call is answered; may throw.
   std::function<void(const std::string& call, std::int64_t pid)> before;
-  std::vector<std::string> kills;  ///< "kill 8388608", "wait 5.0"
+  mutable std::vector<std::string> kills;  ///< "kill 8388608", "wait 5.0"
 
-  bool pid_exists(std::int64_t pid) override;
-  std::shared_ptr<host::InspectedProcess> process(std::int64_t pid) override;
-  std::vector<std::shared_ptr<host::InspectedProcess>> wait_procs(
-      const std::vector<std::shared_ptr<host::InspectedProcess>>& targets, double seconds) override;
-  std::optional<host::ProcessIdentity> identity(std::int64_t pid) override;
-  std::shared_ptr<host::PinnedProcess> pin(std::int64_t pid) override;
+  bool exists(std::int64_t pid) const override;
+  std::shared_ptr<platform::Process> find(std::int64_t pid) const override;
+  platform::Processes wait(const platform::Processes& targets, double seconds) const override;
 
  private:
   class Process;
-  class Pin;
 
   void asked(const std::string& call, std::int64_t pid) const {
     if (before) before(call, pid);
   }
 };
 
-/// The real processes as a library layer shows them: without identities and pins.
-class LibraryInspection : public host::ProcessInspection {
- public:
-  bool pid_exists(std::int64_t pid) override;
-  std::shared_ptr<host::InspectedProcess> process(std::int64_t pid) override;
-  std::vector<std::shared_ptr<host::InspectedProcess>> wait_procs(
-      const std::vector<std::shared_ptr<host::InspectedProcess>>& targets, double seconds) override;
-};
-
-}  // namespace fakes
+}  // namespace utility_manager::fakes

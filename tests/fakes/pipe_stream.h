@@ -5,10 +5,10 @@
 
 #include <unistd.h>
 
-#include "platform/spawn.h"
-#include "platform/stream.h"
+#include "utility_manager/platform/spawn.h"
+#include "utility_manager/platform/stream.h"
 
-namespace fakes {
+namespace utility_manager::fakes {
 
 /// A stream whose other end a test holds.
 class PipeStream {
@@ -31,4 +31,4 @@ class PipeStream {
       std::make_shared<platform::Stream>(pipe_.read_end.release());
 };
 
-}  // namespace fakes
+}  // namespace utility_manager::fakes

@@ -1,6 +1,7 @@
 """Runs scripts against the built module, each in an interpreter of its own.
 
-The environment variable UTILITY_MANAGER_BUILD names the folder of the module under test.
+The environment variable UTILITY_MANAGER_BUILD names the folder of the module under test,
+UTILITY_MANAGER_PRELOAD the libraries that an interpreter needs before it, such as a sanitizer's.
 """
 
 import os
@@ -17,6 +18,7 @@ BUILD = Path(os.environ.get("UTILITY_MANAGER_BUILD", HERE.parents[1] / "build/de
 VARIANT = BUILD.name.partition("-")[2] or "native"
 HEADER = """
 import json, os, signal, subprocess, sys, threading, time
+os.environ.pop("LD_PRELOAD", None)  # for this client alone
 import fake_client
 from fake_client import Plugin, daemon, fails_with, plugins, services, utility
 """
@@ -29,7 +31,9 @@ def command(script: str, *arguments: object) -> list[str]:
 
 
 def environment(data: Path) -> dict[str, str]:
-    return os.environ | {"FAKE_CLIENT_DATA": str(data), "PYTHONPATH": f"{BUILD}:{HERE}"}
+    own = {"FAKE_CLIENT_DATA": str(data), "PYTHONPATH": f"{BUILD}:{HERE}"}
+    preload = os.environ.get("UTILITY_MANAGER_PRELOAD")
+    return os.environ | own | ({"LD_PRELOAD": preload} if preload else {})
 
 
 @pytest.fixture

@@ -36,12 +36,67 @@ def test_values_survive_both_ways(run_client):
             (OverflowError, "a: an int must fit in 64 bits", {"a": 2**64}),
             (OverflowError, "a: an int", {"a": -2**63 - 1}),
             (ValueError, "...: nested deeper than 500 levels", {"a": deep(500)}),
-            (ValueError, "contains itself", {"a": itself}),
+            (ValueError, "a[0]: a value that contains itself", {"a": itself}),
             (UnicodeEncodeError, "surrogates not allowed in a.b", {"a": {"b": "\\udcff"}}),
             (UnicodeEncodeError, "surrogates not allowed in a", {"a": {"\\ud800": 1}}),
-            (TypeError, "incompatible function arguments", [("a", 1)]),
+            (TypeError, "argument 'utility_config' must be dict, not list", [("a", 1)]),
         ]:
             fails_with(failure, text, start, config)
+        """
+    )
+
+
+def test_registrations_carry_what_no_value_can_stand_for(run_client):
+    run_client(
+        """
+        import datetime
+        from utility_manager import UtilityRegistration as Record, utility_manager as manager
+        odd = {"call": print, "when": datetime.date(2026, 1, 2), "set": {1}, "bytes": b"x",
+               "large": 2**64, "keys": {"k": {1: 2}}["k"], "text": "\\ud800", "title": object()}
+        given = odd | {"utility_name": "u", "deep": [{"k": ({1: 2}, -2**64)}]}
+        plugins.append(Plugin("p", [given, utility("v")]))
+        manager.refresh_utility_registry()
+        record = Record("u", title=odd["title"], extra=dict(odd))
+        record.extra["deep"] = given["deep"]
+        for shown in [manager._get_utility_info("u"), manager.get_utilities_without_group_name()[0],
+                      manager._add_icon_to_utility_info(given), manager.utility_registry["u"],
+                      Record.from_dict(given).to_dict(), Record("", extra=given).to_dict(),
+                      record.to_dict(), record.to_dict() | {"title": record.title}]:
+            assert all(shown[key] is value for key, value in odd.items()), shown
+            assert shown["deep"] == [{"k": [{1: 2}, -2**64]}]
+            assert shown["deep"][0]["k"][0] is given["deep"][0]["k"][0]
+        assert "v" in manager.utility_registry
+
+        class Odd:
+            def __bool__(self): raise ArithmeticError("neither")
+        made = Record.from_dict({"persistent": {0}, "builtin": set(), "en_title": odd["when"]})
+        assert made.persistent and not made.builtin and made.en_title == "2026-01-02"
+        assert repr(Record({1}, b"b")).startswith("UtilityRegistration(utility_name={1}, title=b'b'")
+        assert Record("u", {1}) == Record("u", {1}) != Record("u", {2})
+        fails_with(ArithmeticError, "neither", Record.from_dict, {"persistent": Odd()})
+        fails_with(TypeError, "the key 5 must be a str", Record.from_dict, {5: 1})
+        fails_with(TypeError, "the key 5 must be a str", Record("u", extra={5: 1}).to_dict)
+        """
+    )
+
+
+def test_what_contains_itself_is_refused_at_once(run_client):
+    run_client(
+        """
+        from utility_manager import UtilityRegistration as Record, utility_manager as manager
+        wide = {"utility_name": "u"}
+        wide["members"] = [wide] * 1000
+        fails_with(ValueError, "members[0]: a value that contains itself", Record.from_dict, wide)
+        fails_with(ValueError, "contains itself", Record, "u", wide)
+        fails_with(ValueError, "contains itself", manager.start_utility_server, "", "u", wide)
+        plugins.append(Plugin("p", [utility("a"), wide, utility("b")]))
+        assert list(manager._collect_registry_from_plugins()) == ["a"]
+        services["get_org_list"] = lambda: {"organizations": [{"user_role": "ORG_ADMIN"}, wide]}
+        assert manager._get_user_permissions()["organizations"][1] == {
+            "utility_name": "u", "members": [None] * 1000}
+        shared = []
+        twice = {"k": [shared, {"again": shared}]}
+        assert Record("u", twice).title == twice
         """
     )
 
@@ -53,15 +108,16 @@ def test_arguments_are_strict(run_client):
         import pathlib
         from utility_manager import UtilityRegistration as Record, _build_mapped_url
         from utility_manager import utility_manager as manager
-        refused = "incompatible function arguments"
+        refused = lambda argument, wanted, wrong, work, *given: fails_with(TypeError,
+            f"(): argument '{argument}' must be {wanted}, not {type(wrong).__name__}", work, *given)
         for wrong in (None, b"text", 5, ["text"]):
-            fails_with(TypeError, refused, manager.start_utility_server, wrong, "demo", {})
-            fails_with(TypeError, refused, manager.stop_utility_server, wrong)
-            fails_with(TypeError, refused, manager.get_create_exp_utilities, wrong)
-            fails_with(TypeError, refused, Record.from_dict, wrong)
+            refused("group_name", "str", wrong, manager.start_utility_server, wrong, "demo", {})
+            refused("server_id", "str", wrong, manager.stop_utility_server, wrong)
+            refused("group_name", "str", wrong, manager.get_create_exp_utilities, wrong)
+            refused("data", "dict", wrong, Record.from_dict, wrong)
         fails_with(UnicodeEncodeError, "surrogates", manager.stop_utility_server, "\\udcff")
-        fails_with(TypeError, refused, _build_mapped_url, "demo", None, None)
-        fails_with(TypeError, refused, manager._is_port_available, 8890.0)
+        refused("require_group_name", "bool", None, _build_mapped_url, "demo", None, None)
+        refused("port", "int", 8890.0, manager._is_port_available, 8890.0)
         assert not manager._is_port_available(70000) and not manager._is_port_available(2**70)
 
         assert all(manager._is_process_alive(kind(os.getpid())) for kind in (int, float, Decimal))
@@ -78,7 +134,8 @@ def test_arguments_are_strict(run_client):
         for base in (path, str(path)):
             found = manager._resolve_script_path_at_registration(pathlib.Path("run.py"), base)
             assert found == str(path / "run.py")
-        fails_with(TypeError, refused, manager._resolve_icon_path, os.fsencode(path), None)
+        icon = os.fsencode(path)
+        refused("icon_path", "str | os.PathLike", icon, manager._resolve_icon_path, icon, None)
         arguments = manager._build_process_args(path, "id", "ü", 1, "", False, {})
         assert arguments[3] == str(path) and arguments[7] == "ü" and arguments[-1] == "{}"
         record = Record("u", script_path=path / "run.py")
@@ -109,10 +166,53 @@ def test_record_is_a_plain_value(run_client):
         assert Record("u").extra is not Record("u").extra
         for wrong in ([], "text"):
             fails_with(TypeError, "extra must be a mapping", setattr, record, "extra", wrong)
-        fails_with(TypeError, "type 'set'", setattr, record, "title", set())
         fails_with(TypeError, "access_level must be", Record.from_dict, {"access_level": None})
         assert Record._normalize_access_level(" org_admin") == "ORG_ADMIN"
         assert Record._normalize_display_location(True) == "default"
+        """
+    )
+
+
+def test_records_are_compared_copied_and_made_by_new_alone(run_client):
+    run_client(
+        """
+        import copy, gc, pickle, weakref
+        from utility_manager import UtilityRegistration as Record, UtilityServerManager as Manager
+        class Special(Record): pass
+        extra = {"b": [1], "a": {"y": 1, "x": 2}}
+        record = Record("u", "Title", script_path="a\\udce9", builtin=True, extra=extra)
+        assert record == Record("u", "Title", script_path="a\\udce9", builtin=True,
+                                extra={"a": {"x": 2, "y": 1}, "b": [1]})
+        assert record != Record("u", "Title", script_path="a\\udce9", builtin=True, extra={"b": [1]})
+        special = Special("u", title={1}, extra=extra)
+        special.mark = [2]
+        for one in (record, special):
+            deep, pickled, shallow = copy.deepcopy(one), pickle.loads(pickle.dumps(one)), copy.copy(one)
+            for other in (deep, pickled, shallow):
+                assert other == one and type(other) is type(one) and other is not one
+                assert list(other.to_dict().items()) == list(one.to_dict().items())
+                assert getattr(other, "mark", None) == getattr(one, "mark", None)
+            assert shallow.extra is extra and deep.extra["b"] is not extra["b"]
+
+        for bare in (Record.__new__(Record), Special.__new__(Special)):
+            for work in (bare.to_dict, bare.__repr__, lambda: bare == record, lambda: record == bare,
+                         lambda: bare.title, lambda: setattr(bare, "title", ""), lambda: bare.extra,
+                         lambda: copy.copy(bare)):
+                fails_with(TypeError, "was never initialised", work)
+            bare.__init__("late")
+            assert bare.utility_name == "late"
+        bare = Manager.__new__(Manager)
+        fails_with(TypeError, "was never initialised", bare.list_utility_servers)
+        fails_with(TypeError, "was never initialised", lambda: bare.servers)
+        fails_with(TypeError, "must be", Record.to_dict, bare)
+        fails_with(TypeError, "must be", Manager.__init__, record)
+
+        circle = Record("u", extra={})
+        circle.extra["itself"] = circle
+        gone = weakref.ref(circle)
+        del circle
+        gc.collect()
+        assert gone() is None
         """
     )
 
@@ -137,6 +237,13 @@ def test_instances_and_icons_as_dicts(run_client):
         assert manager._load_persisted_states() is None and manager.servers["id"]["process"] is None
         assert "stderr_buffer" not in manager.servers["id"] and manager.used_ports == {1}
         fails_with(KeyError, "server_id", manager._persist_server_state, {}, True)
+        for lacking in [{}, {"port": 0, "pid": 0, "group_name": "ü"}, {"utility_name": None}]:
+            manager._persist_server_state({"server_id": "less", "process": child} | lacking, True)
+            members = dict.fromkeys(["server_id", "utility_name", "port", "pid", "config",
+                                     "create_time", "lang"]) | {"server_id": "less"}
+            members |= {"require_group_name": True} | lacking
+            with open(manager._state_file_path("less")) as file:
+                assert file.read() == json.dumps(members, ensure_ascii=False)
         assert manager._stop_utility_process(child, 0) and child.returncode == -signal.SIGTERM
         assert manager.list_utility_servers() == [] and manager.used_ports == set()
 
@@ -154,6 +261,21 @@ def test_instances_and_icons_as_dicts(run_client):
             record[key] = bad
             assert manager._load_icon_as_base64(icon, record) == uri == record[key]["data"]
         assert manager._load_icon_as_base64(None, {}) is None
+
+        plugins.append(Plugin("p", record := utility("own", icon_path=str(icon))))
+        manager.refresh_utility_registry()
+        assert key not in manager._get_utility_info("own")
+        manager.start_utility_server("", "own", {})
+        views = manager.list_utility_servers() + manager.get_utilities_without_group_name()
+        entry = {"data": views[0]["icon"], "mtime": icon.stat().st_mtime}
+        for shown in [manager._get_utility_info("own"), manager.utility_registry["own"],
+                      *manager._get_all_utilities()]:
+            assert list(shown)[-1] == key and shown[key] == entry
+        assert all(key not in view and view["icon"] == entry["data"] for view in views)
+        shown[key]["data"] = "the caller's own"
+        assert manager._add_icon_to_utility_info(shown)["icon"] == "the caller's own"
+        assert manager._get_utility_info("own")[key] == entry
+        manager.stop_all_utility_servers()
         """
     )
 
@@ -164,7 +286,7 @@ def test_answers_of_services_are_read_leniently(run_client):
         import pathlib
         from utility_manager import _build_mapped_url, utility_manager as manager
         entry = {"organization_id": 7, "user_role": "ORG_ADMIN", "since": object(), 5: 1}
-        answer = {"organizations": (entry, {1}), "x": 2**99, "y": "\\udcff"}
+        answer = {"organizations": [entry, {1}], "x": 2**99, "y": "\\udcff"}
         services["get_org_list"] = lambda: answer
         assert manager._get_user_permissions() == {"is_admin": False, "is_org_admin": True,
             "organizations": [{"organization_id": 7, "user_role": "ORG_ADMIN"}, None]}
@@ -172,6 +294,11 @@ def test_answers_of_services_are_read_leniently(run_client):
         services["get_group_detail"] = lambda group: {"organization_id": 7.0 / (group == "ü")}
         assert manager._check_org_admin_for_group("ü")
         assert not manager._check_org_admin_for_group("u")
+        for organizations in (object(), (entry,), {0: entry}, None):
+            services["get_org_list"] = lambda: {"organizations": organizations}
+            assert manager._get_user_permissions() == {
+                "is_admin": False, "is_org_admin": False, "organizations": []}
+            assert not manager._check_org_admin_for_group("ü")
         services["get_org_list"] = object
         assert manager._get_user_permissions()["organizations"] == []
 
@@ -179,6 +306,17 @@ def test_answers_of_services_are_read_leniently(run_client):
             services["get_gui_addr"] = lambda: answer
             url = _build_mapped_url("u", "g", True)
             assert url == "http://127.0.0.1:6886/group_utility/g/u"
+        for answer, address in [
+            ({"server_addr": "h", "port": 80, "x": object()}, "h:80"), ({"port": 7.5}, "127.0.0.1:7.5"),
+            ({"server_addr": "h", "port": "81"}, "h:81"), ({"x": 1}, "127.0.0.1:6886"),
+        ]:
+            assert _build_mapped_url("u", None, False) == f"http://{address}/utility/u"
+        for wrong in (None, True, [], {}, object(), b"h", pathlib.Path("h"), 2**70, "\\udcff"):
+            for key in ("server_addr", "port"):
+                answer = {"server_addr": "h", "port": 80, key: wrong}
+                fails_with(TypeError, f"a text or a number as {key}", _build_mapped_url, "u", "", False)
+        answer = object()
+        fails_with(TypeError, "must give a mapping", _build_mapped_url, "u", "", False)
         services["get_plugin_dir"] = lambda: fake_client.DATA
         (fake_client.DATA / "plugin").mkdir()
         base = manager._get_plugin_base_path("plugin", False)
@@ -213,7 +351,7 @@ def test_what_plugins_may_give(run_client):
         for given, expected in [
             (None, []), ([], []), ({}, []), (0, []), (u("a"), ["a"]), (Mapping(u("a")), ["a"]),
             (Items([u("a"), 5, u(""), u("b")]), ["a", "b"]), ((u("a"), u("b")), []),
-            ([u("a"), u("b") | {"x": {1}}, u("c")], ["a"]), ([u("a"), {5: 1}], ["a"]),
+            ([u("a"), u("b") | {"x": {1}}, u("c")], ["a", "b", "c"]), ([u("a"), {5: 1}], ["a"]),
             ([u(7)], [7]), ([u([])], []),
         ]:
             plugins[:] = [Plugin("p", given)]

@@ -137,6 +137,36 @@ def test_interrupt_reaches_the_client_after_the_operation(run_client):
     )
 
 
+def test_waits_of_the_main_thread_are_interrupted(run_client):
+    run_client(
+        """
+        plugins.append(Plugin("p", [utility("demo")]))
+        from utility_manager import utility_manager as manager
+        server_id = manager.start_utility_server("", "demo", {})["server_id"]
+        handle = manager.servers[server_id]["process"]
+        class Ended(Exception): pass
+        def end(*_): raise Ended("by the handler")
+        signal.signal(signal.SIGTERM, end)
+        sent = []
+        def wait(work, *given):  # a signal comes while the wait goes on, and each is the only one
+            timer = threading.Timer(0.1, os.kill, (os.getpid(), sent.append(len(sent) % 2) or
+                                    (signal.SIGINT, signal.SIGTERM)[sent[-1]]))
+            timer.start()
+            fails_with((KeyboardInterrupt, Ended)[sent[-1]], "", work, *given)
+        for work, *given in [
+            (handle.wait,), (handle.wait, 600), (handle.wait, float("inf")),
+            (manager.monitor_thread.join,), (manager.monitor_thread.join, float("inf")),
+            (handle.stderr.read,), (manager.collect_utility_stderr_snippet, server_id, 600),
+            (manager.collect_utility_stderr_snippet, server_id, float("inf")),
+        ]:
+            for _ in range(2): wait(work, *given)
+        assert manager.is_utility_server_running(server_id) and manager.monitor_thread.is_alive()
+        manager.stop_all_utility_servers()
+        assert handle.stderr.read() == b"" and handle.wait(float("inf")) == -signal.SIGTERM
+        """
+    )
+
+
 def test_foreign_handles(run_client):
     run_client(
         """

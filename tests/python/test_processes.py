@@ -66,6 +66,44 @@ def test_children_of_others_are_collected_too(run_client):
     )
 
 
+def test_strangers_are_neither_adopted_nor_signalled(run_client):
+    """Ids of processes that aren't the instance, or not any more, on every layer."""
+    output = run_client(
+        """
+        from utility_manager import utility_manager as manager
+        def adopt(pid, started):
+            state = {"server_id": "s", "port": 9000, "pid": pid, "create_time": int(started)}
+            with open(os.path.join(manager.state_dir, "s.json"), "w") as file:
+                json.dump(state, file)
+            manager.list_utility_servers()
+            return "s" in manager.servers
+        now, other = time.time(), subprocess.Popen(["true"])
+        sleeper = lambda: subprocess.Popen(["sleep", "60"])
+        instance = sleeper()
+        for pid in (os.getpid(), os.getppid(), 1): assert not adopt(pid, now), pid
+        for difference in (-3600, 3600): assert not adopt(instance.pid, now + difference)
+        assert adopt(instance.pid, now) and instance.poll() is None
+        time.sleep(0.05)  # start times are told in ticks
+        instance.kill()
+        instance.wait()
+        for attempt in range(300):
+            try: open("/proc/sys/kernel/ns_last_pid", "w").write(str(instance.pid - 1))
+            except OSError: break
+            other = sleeper()
+            if other.pid == instance.pid: break
+            other.kill()
+            other.wait()
+        if other.pid == instance.pid:
+            assert manager.stop_utility_server("s") and "s" not in manager.servers
+            assert other.poll() is None and not os.listdir(manager.state_dir)
+        print(other.pid == instance.pid)
+        other.kill()
+        """
+    )
+    if output.strip() != "True":
+        pytest.skip("the id of a process can't be chosen here")
+
+
 def test_next_client_adopts_stops_and_cleans_up(run_client):
     """The second client finds what the first left running, the third what the second left."""
     head = f"""

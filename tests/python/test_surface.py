@@ -132,3 +132,18 @@ def test_plugin_may_import_the_module_while_it_is_loaded(run_client):
         assert seen == [False] and list(manager.utility_registry) == ["demo"]
         """
     )
+
+
+def test_import_in_a_subinterpreter_is_refused(run_client):
+    run_client(
+        """
+        import _xxsubinterpreters as interpreters
+        other = interpreters.create()
+        refused = fails_with(interpreters.RunFailedError, "in a subinterpreter",
+                             interpreters.run_string, other, "import utility_manager")
+        assert "ImportError" in str(refused)
+        interpreters.destroy(other)
+        from utility_manager import utility_manager as manager
+        assert manager.list_utility_servers() == []
+        """
+    )

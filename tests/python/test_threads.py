@@ -97,3 +97,55 @@ def test_operations_on_many_threads_come_to_an_end(run_client):
         assert len(done) == len(threads) and len(calls) > 100
         """
     )
+
+
+def test_small_stacks_carry_every_operation(run_client):
+    run_client(
+        """
+        icon = fake_client.DATA / "i.svg"
+        icon.write_text("x" * 200_000)
+        loud = "import sys; sys.stderr.write('x' * 200_000 + chr(10)); sys.stderr.flush()\\n"
+        plugins.append(Plugin("p", [
+            utility("own", loud + fake_client.IDLE, icon_path=str(icon), persistent=True),
+            utility("dies", "raise ValueError('x' * 200_000)")]))
+        import utility_manager as module
+        from utility_manager import UtilityRegistration as Record, utility_manager as manager
+        (fake_client.DATA / "config" / "plugin_includes.txt").write_text("/nowhere/\\n" * 1000)
+        config = {"deep": []}
+        for _ in range(40): config = {"deep": [config]}
+        threading.stack_size(64 * 1024)
+        def small(work, *given):
+            results = []
+            def run():
+                try: results.append(work(*given))
+                except Exception as failure: results.append(failure)
+            thread = threading.Thread(target=run)
+            thread.start()
+            thread.join()
+            return results[0]
+        assert isinstance(small(manager.start_utility_server, "", "dies", {}), RuntimeError)
+        server_id = small(manager.start_utility_server, "", "own", config)["server_id"]
+        info = small(lambda: manager.servers[server_id])
+        record = {"icon_path": str(icon), "plugin_name": "p", "access_level": "ORG_ADMIN"}
+        for name, *given in [
+            ("collect_utility_stderr_snippet", server_id, 60.0, 10**6),
+            *[(view,) for view in dir(manager) if view.startswith(("get_n", "get_utilities_without",
+                "list_", "refresh_", "_get_all", "_get_av", "_get_user_p", "_collect", "_load_p"))],
+            ("get_create_exp_utilities", "g"), ("_find_running_utility", "own"),
+            ("_get_utility_info", "none"), ("_get_utility_script_path", "own"),
+            ("_get_plugin_path_from_includes", "p"), ("_load_icon_as_base64", icon, {}),
+            ("_add_icon_to_utility_info", record), ("_check_utility_permission", record, {}, "g"),
+            ("_build_process_args", "s", "i", "u", 1, "", False, config),
+            ("_persist_server_state", info, False), ("_start_process", ["/bin/true"], 1),
+            ("_format_utility_start_error", "m", ["Error: " + "x" * 10_000] * 100),
+        ]:
+            result = small(getattr(manager, name), *given)
+            assert name == "_start_process" or not isinstance(result, Exception), (name, result)
+        assert small(lambda: Record("u", extra=config) == Record("u", extra=config)) is True
+        adopting = small(module.UtilityServerManager)
+        assert server_id in adopting.servers and small(module._build_mapped_url, "u", None, False)
+        assert small(manager.stop_utility_server, server_id) is True
+        assert small(info["process"].stderr.read) == small(info["process"].stdout.read) == b""
+        small(adopting.cleanup_all_servers)
+        """
+    )

@@ -1,16 +1,27 @@
 #include <sys/wait.h>
 
-#include "platform/failures.h"
 #include "tests/utility_manager/manager_fixture.h"
+#include "utility_manager/command_line.h"
+#include "utility_manager/platform/failures.h"
 
+using namespace utility_manager;
 using Args = std::vector<std::string>;
-using utility_manager::_utility_subprocess_python_executable;
 
 class Launch : public ManagerTest {
  protected:
+  static StartPlan plan_of(const std::string& group, bool require_group, const Value& config) {
+    StartPlan plan;
+    plan.server_id = "id";
+    plan.utility_name = "notes";
+    plan.group_name = group;
+    plan.effective_require_group = require_group;
+    plan.script_path = "main.py";
+    plan.config = config;
+    return plan;
+  }
+
   static Args args_of(const std::string& group, bool require_group, const Value& config) {
-    return UtilityServerManager::_build_process_args("main.py", "id", "notes", 8890, group,
-                                                     require_group, config);
+    return command_line(plan_of(group, require_group, config), 8890);
   }
 
   /// Runs a script as a utility; gives the message of the failure.
@@ -31,12 +42,12 @@ TEST_F(Launch, CommandLines) {
     Args group_option;
     std::string config_text;
   } cases[] = {
-      {"", false, Value::object(), {}, "{}"},
+      {"", false, Mapping(), {}, "{}"},
       {"lab", false, {{"a", 1}}, {}, R"({"a": 1})"},
       {"lab", true, {{"a", 1}}, {"--group-name", "lab"}, R"({"a": 1, "group_name": "lab"})"},
       {"lab",
        true,
-       {{"group_name", "old"}, {"名", {1.0, nullptr}}},
+       {{"group_name", "old"}, {"名", List{1.0, nullptr}}},
        {"--group-name", "lab"},
        R"({"group_name": "lab", "\u540d": [1.0, null]})"},
       {"lab", false, {{"group_name", "old"}}, {}, R"({"group_name": "old"})"},
@@ -50,15 +61,18 @@ TEST_F(Launch, CommandLines) {
     EXPECT_EQ(args_of(group, require_group, config), expected);
     EXPECT_EQ(config, before);
   }
-  const auto full = UtilityServerManager::_build_process_args(
-      "main.py", "id", "notes", 8890, "lab", true, Value::object(), "zh", "http://h:1", true);
+  auto plan = plan_of("lab", true, Mapping());
+  plan.lang = "zh";
+  plan.studio_url = "http://h:1";
+  plan.is_persistent = true;
+  const auto full = command_line(plan, 8890);
   const Args tail = {"--lang", "zh", "--studio-url", "http://h:1", "--persistent"};
   EXPECT_EQ(Args(full.end() - 5, full.end()), tail);
-  EXPECT_EQ(UtilityServerManager::_build_process_args("main.py", "id", "notes", 8890, "", false,
-                                                      Value::object(), "", "", false),
-            args_of("", false, Value::object()));
+  plan = plan_of("", false, Mapping());
+  plan.lang = plan.studio_url = "";
+  EXPECT_EQ(command_line(plan, 8890), args_of("", false, Mapping()));
   EXPECT_THROW(args_of("", false, {{"a", "\xFF"}}), std::invalid_argument);
-  EXPECT_THROW(args_of("", false, Value::array()), TypeError);
+  EXPECT_THROW(args_of("", false, List()), TypeError);
 }
 
 TEST_F(Launch, TheInterpreterIsTheClientsOwn) {
@@ -84,11 +98,11 @@ TEST_F(Launch, TheInterpreterIsTheClientsOwn) {
   for (const auto& [base_interpreter, windows, chosen] : cases) {
     client.base_interpreter = base_interpreter;
     system.windows = windows;
-    EXPECT_EQ(_utility_subprocess_python_executable(), chosen);
+    EXPECT_EQ(client_interpreter(), chosen);
   }
   client.base_interpreter.reset();
   client.interpreter = windowless;
-  EXPECT_EQ(_utility_subprocess_python_executable(), with_console);
+  EXPECT_EQ(client_interpreter(), with_console);
 }
 
 TEST_F(Launch, AnEarlyDeathIsToldInOneMessage) {
@@ -129,7 +143,7 @@ TEST_F(Launch, AFailedSpawnKeepsTheSystemsText) {
 }
 
 TEST_F(Launch, AChildWhoseOutputCantBeRelayedIsEnded) {
-  const auto child = std::make_shared<FakeHandle>(fakes::FakeInspection::first_pid);
+  const auto child = std::make_shared<FakeHandle>(fakes::FakeProcesses::first_pid);
   child->on_error_stream = []() -> std::shared_ptr<platform::Stream> {
     throw std::runtime_error("no thread");
   };

@@ -6,24 +6,30 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/native_inspection.h"
 #include "tests/fakes/fake_client.h"
 #include "tests/fakes/fake_system.h"
+#include "tests/json.h"
 #include "utility_manager/utility_manager.h"
-#include "values/json_write.h"
 
+using namespace utility_manager;
 using fakes::FakeHandle;
 using utility_manager::LockHeld;
 using utility_manager::RuntimeError;
 using utility_manager::TypeError;
 using utility_manager::UtilityServerManager;
+using values::json;
+using values::List;
+using values::Mapping;
+using values::read_json;
 using values::Value;
 
 /// A manager over the fakes, with real processes. Ends its monitor and its instances.
 class ManagerTest : public testing::Test {
  protected:
-  explicit ManagerTest(host::ProcessInspection* psutil = platform::native_inspection())
-      : client(psutil) {}
+  enum class Over { real_processes, fake_processes };
+
+  explicit ManagerTest(Over over = Over::real_processes)
+      : client(over == Over::real_processes ? platform::native_processes() : processes) {}
 
   void SetUp() override { manager = std::make_shared<UtilityServerManager>(); }
 
@@ -36,17 +42,17 @@ class ManagerTest : public testing::Test {
 
   /// A utility that runs `script`, by default for ever. A name that begins with "dying" says that
   /// it ends by itself.
-  Value utility(const std::string& name, Value more = Value::object(),
+  Value utility(const std::string& name, Value more = Mapping(),
                 const std::string& script = "import signal\nsignal.pause()") {
     Value registration = {
         {"utility_name", name},
         {"script_path", client.directory.write("scripts/" + name + ".py", script)}};
-    registration.update(more);
+    update(registration, more);
     return registration;
   }
 
   Value start(const std::string& name, const std::string& group = {},
-              const Value& config = Value::object()) {
+              const Value& config = Mapping()) {
     auto result = manager->start_utility_server(group, name, config);
     after_start();
     return result;
@@ -55,14 +61,14 @@ class ManagerTest : public testing::Test {
   virtual void after_start() {}
 
   std::string start_id(const std::string& name, const std::string& group = {}) {
-    return start(name, group).at("server_id").get<std::string>();
+    return member(start(name, group), "server_id").text();
   }
 
   /// Offers a utility alone.
-  void offer(const std::string& name, const Value& more = Value::object()) {
+  void offer(const std::string& name, const Value& more = Mapping()) {
     client.plugins.clear();
     client.add_plugin("plugin", {utility(name, more)});
-    manager->refresh_utility_registry();
+    manager->catalogue().refresh();
   }
 
   void expect_empty_books() {
@@ -81,12 +87,11 @@ class ManagerTest : public testing::Test {
   /// Writes a state file of this file name, without the suffix; null fields are left out.
   std::string write_state(const std::string& name, const Value& fields) {
     Value file = {{"server_id", name}, {"utility_name", "kept"}, {"port", 8890}};
-    file.update(fields);
-    return client.directory.write("config/utility_states/" + name + ".json",
-                                  values::write_json(file, values::Characters::plain));
+    update(file, fields);
+    return client.directory.write("config/utility_states/" + name + ".json", json_of(file));
   }
 
-  fakes::FakeInspection inspection;
+  fakes::FakeProcesses processes;
   fakes::FakeSystem system;
   fakes::FakeClient client;
   std::shared_ptr<UtilityServerManager> manager;
@@ -95,9 +100,9 @@ class ManagerTest : public testing::Test {
 /// The same with processes that exist only here.
 class FakeProcessTest : public ManagerTest {
  protected:
-  FakeProcessTest() : ManagerTest(&inspection) {}
+  FakeProcessTest() : ManagerTest(Over::fake_processes) {}
 
-  static constexpr auto first_pid = fakes::FakeInspection::first_pid;
+  static constexpr auto first_pid = fakes::FakeProcesses::first_pid;
 
   /// The monitor must not look while a test changes the processes.
   void after_start() override {
@@ -106,10 +111,10 @@ class FakeProcessTest : public ManagerTest {
 
   /// Adopts a live instance.
   void adopt(const std::string& server_id, std::int64_t pid, std::int64_t port,
-             Value more = Value::object()) {
-    inspection.processes.try_emplace(pid, 0);
+             Value more = Mapping()) {
+    processes.living.try_emplace(pid, 0);
     Value fields = {{"pid", pid}, {"port", port}};
-    fields.update(more);
+    update(fields, more);
     write_state(server_id, fields);
     manager->_load_persisted_states();
   }
@@ -119,10 +124,10 @@ class FakeProcessTest : public ManagerTest {
     system.on_spawn = [this] {
       const auto pid = first_pid + static_cast<std::int64_t>(children.size());
       auto child = std::make_shared<FakeHandle>(pid);
-      inspection.processes[pid] = 0;
-      child->on_terminate = [this, pid] { inspection.processes.erase(pid); };
+      processes.living[pid] = 0;
+      child->on_terminate = [this, pid] { processes.living.erase(pid); };
       child->on_poll = [this, pid] {
-        return inspection.processes.contains(pid) ? std::nullopt : std::optional(-15);
+        return processes.living.contains(pid) ? std::nullopt : std::optional(-15);
       };
       children.push_back(child);
       return child;

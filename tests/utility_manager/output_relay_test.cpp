@@ -8,6 +8,7 @@
 
 #include "tests/fakes/pipe_stream.h"
 
+using namespace utility_manager;
 using utility_manager::start_relay;
 using utility_manager::StderrBuffer;
 

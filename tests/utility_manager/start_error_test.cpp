@@ -1,3 +1,5 @@
+#include "utility_manager/start_error.h"
+
 #include "tests/utility_manager/manager_fixture.h"
 
 TEST(StartError, TheLastTellingLineElseTheTail) {
@@ -25,7 +27,6 @@ TEST(StartError, TheLastTellingLineElseTheTail) {
       {{umlauts}, "\n" + umlauts.substr(0, 1200)},
   };
   for (const auto& [lines, message] : cases) {
-    EXPECT_EQ(UtilityServerManager::_format_utility_start_error("died", lines),
-              "Utility 启动失败:" + message);
+    EXPECT_EQ(start_error_digest("died", lines), "Utility 启动失败:" + message);
   }
 }

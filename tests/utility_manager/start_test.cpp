@@ -5,11 +5,13 @@
 
 #include <sys/wait.h>
 
-#include "host/failures.h"
-#include "platform/failures.h"
-#include "platform/files.h"
-#include "tests/platform/child.h"
 #include "tests/utility_manager/manager_fixture.h"
+#include "tests/utility_manager/platform/child.h"
+#include "utility_manager/host/failures.h"
+#include "utility_manager/platform/failures.h"
+#include "utility_manager/platform/files.h"
+
+using namespace utility_manager;
 
 namespace {
 
@@ -44,12 +46,12 @@ TEST_F(RealStart, APersistentInstanceOfAGroup) {
   const auto result = start("notes", "lab", config);
   const auto info = manager->servers().at(0);
   const auto& server_id = info->server_id;
-  EXPECT_EQ(result.dump(), Value({{"server_id", server_id},
-                                  {"port", 8890},
-                                  {"local_url", "http://localhost:8890"},
-                                  {"url", "http://127.0.0.1:7000/group_utility/lab/notes"},
-                                  {"pid", info->process->pid()}})
-                               .dump());
+  EXPECT_EQ(json_of(result),
+            json_of(Mapping{{"server_id", server_id},
+                            {"port", 8890},
+                            {"local_url", "http://localhost:8890"},
+                            {"url", "http://127.0.0.1:7000/group_utility/lab/notes"},
+                            {"pid", info->process->pid()}}));
   EXPECT_EQ(info->config, config);
   EXPECT_EQ(info->group_name, "lab");
   EXPECT_EQ(info->studio_url, "http://127.0.0.1:7000");
@@ -75,7 +77,7 @@ TEST_F(Start, TheGroupRule) {
     std::string kept_config;
     std::string childs_config;
   } cases[] = {
-      {Value::object(), "lab", {{"a", 1}}, "", R"({"a":1})", R"({"a": 1})"},
+      {Mapping(), "lab", {{"a", 1}}, "", R"({"a":1})", R"({"a": 1})"},
       {per_group, "lab", {{"a", 1}}, "lab", R"({"a":1})", R"({"a": 1, "group_name": "lab"})"},
       {navbar,
        "lab",
@@ -93,14 +95,14 @@ TEST_F(Start, TheGroupRule) {
   for (const auto& [registration, given_group, config, group, kept_config, childs_config] : cases) {
     offer("u", registration);
     const auto result = start("u", given_group, config);
-    const auto info = record(result.at("server_id"));
+    const auto info = record(member(result, "server_id"));
     const auto& args = system.spawned.back();
     EXPECT_EQ(info->group_name.value_or(""), group);
-    EXPECT_EQ(info->config.dump(), kept_config);
+    EXPECT_EQ(json_of(info->config), json(kept_config));
     EXPECT_EQ(option(args, "--config"), childs_config);
     EXPECT_EQ(option(args, "--group-name"), group.empty() ? "absent" : group);
-    EXPECT_EQ(result.at("url"), std::string("http://127.0.0.1:7000") +
-                                    (group.empty() ? "/utility/u" : "/group_utility/lab/u"));
+    EXPECT_EQ(member(result, "url"), std::string("http://127.0.0.1:7000") +
+                                         (group.empty() ? "/utility/u" : "/group_utility/lab/u"));
     EXPECT_TRUE(manager->stop_utility_server(info->server_id));
   }
 }
@@ -109,7 +111,7 @@ TEST_F(Start, Refusals) {
   const std::string denied =
       "Permission denied: You do not have permission to start utility 'u'. "
       "Required permissions: access_level=";
-  client.org_list = {{"is_system_admin", false}, {"organizations", Value::array()}};
+  client.org_list = {{"is_system_admin", false}, {"organizations", List()}};
   client.group_details = {{"lab", {{"organization_id", 7}}}};
   const struct {
     Value registration;
@@ -138,8 +140,14 @@ TEST_F(Start, Refusals) {
   }
   EXPECT_TRUE(system.spawned.empty());
   expect_empty_books();
-  client.org_list["organizations"] = {{{"organization_id", 7}, {"user_role", "ORG_ADMIN"}}};
+  const auto administrate = [&](int organization_id) {
+    client.org_list.mapping()["organizations"] =
+        List{Mapping{{"organization_id", organization_id}, {"user_role", "ORG_ADMIN"}}};
+  };
   offer("u", {{"access_level", "ORG_ADMIN"}, {"require_group_name", true}});
+  administrate(8);  // not the owner of the group
+  EXPECT_TRUE(failure("u", "lab").starts_with(denied));
+  administrate(7);
   EXPECT_EQ(failure("u", "lab"), "no failure");
 }
 
@@ -154,7 +162,7 @@ TEST_F(Start, WhatRunsOrIsBeingStartedIsNotStartedAgain) {
       "Utility 'bar' is already running. Stop the existing instance before starting again.";
   client.add_plugin("plugin", {utility("global"), utility("grouped", per_group),
                                utility("bar", navbar_with_group)});
-  manager->refresh_utility_registry();
+  manager->catalogue().refresh();
   const auto expect_refusals = [&] {
     EXPECT_EQ(failure("global", "lab"), globally);
     EXPECT_EQ(failure("grouped", "a"), in_group("a"));
@@ -174,15 +182,14 @@ TEST_F(Start, WhatRunsOrIsBeingStartedIsNotStartedAgain) {
   EXPECT_EQ(manager->used_ports(), Ports({8890, 8891, 8892, 8893}));
 
   client.plugins.clear();  // an instance whose utility is gone counts as global
-  manager->refresh_utility_registry();
-  const LockHeld held(manager->lock);
+  manager->catalogue().refresh();
   EXPECT_NO_THROW(manager->_check_existing_instances("grouped", "a", true));
   EXPECT_THROW(manager->_check_existing_instances("grouped", "", false), RuntimeError);
 }
 
 TEST_F(Start, AFailureGivesEverythingBack) {
   offer("u", {{"persistent", true}});
-  const auto expect_failure = [&](const Value& config = Value::object()) {
+  const auto expect_failure = [&](const Value& config = Mapping()) {
     EXPECT_THROW(start("u", "", config), std::exception);
     expect_empty_books();
     EXPECT_FALSE(manager->running());
@@ -207,24 +214,24 @@ TEST_F(Start, AFailureGivesEverythingBack) {
   };
   expect_failure();
   system.on_spawn = fake_child;
-  system.taken_ports = manager->port_pool();
+  system.taken_ports = PortPool::all();
   EXPECT_EQ(failure("u"), "No available ports in port pool");
   expect_empty_books();
   system.taken_ports.clear();
-  EXPECT_EQ(start("u").at("port"), 8890);
+  EXPECT_EQ(member(start("u"), "port"), 8890);
 }
 
 TEST_F(Start, RequestsToExitReleaseTheLock) {
   offer("u");
   start("u");
   client.plugins.clear();
-  manager->refresh_utility_registry();
+  manager->catalogue().refresh();
   int walks = 0;
   client.add_plugin("plugin", {utility("u")});
   client.before = [&](const std::string& service) {
     if (!service.starts_with("get_plugins_by_hook")) return;
     if (++walks == 3) throw host::HostInterrupt();  // the third under the lock
-    manager->refresh_utility_registry();
+    manager->catalogue().refresh();
   };
   EXPECT_THROW(start("u"), host::HostInterrupt);
   client.before = nullptr;
@@ -233,7 +240,7 @@ TEST_F(Start, RequestsToExitReleaseTheLock) {
 
 TEST_F(Start, ArgumentsAreCheckedBeforeAnythingElse) {
   const auto stale = write_state("stale", {{"pid", 0}});
-  EXPECT_THROW(start("u", "", Value::array()), TypeError);
+  EXPECT_THROW(start("u", "", List()), TypeError);
   EXPECT_TRUE(platform::path_exists(stale));
   EXPECT_THROW(start("u"), RuntimeError);
   EXPECT_FALSE(platform::path_exists(stale));
@@ -241,14 +248,14 @@ TEST_F(Start, ArgumentsAreCheckedBeforeAnythingElse) {
 
 TEST_F(Start, WhatIsNotToldIsNotPassedOn) {
   offer("u");
-  for (const Value& nothing : {Value(), Value(""), Value::object(), Value(false)}) {
+  for (const Value& nothing : {Value(), Value(""), Value(Mapping()), Value(false)}) {
     client.language = nothing;
     client.gui_addr = nothing;
     const auto result = start("u");
-    EXPECT_EQ(result.at("url"), "http://127.0.0.1:6886/utility/u");
+    EXPECT_EQ(member(result, "url"), "http://127.0.0.1:6886/utility/u");
     EXPECT_EQ(option(system.spawned.back(), "--lang"), "absent");
     EXPECT_EQ(option(system.spawned.back(), "--studio-url"), "absent");
-    const auto info = record(result.at("server_id"));
+    const auto info = record(member(result, "server_id"));
     EXPECT_TRUE(!info->lang && !info->studio_url);
     manager->stop_all_utility_servers();
   }
@@ -256,7 +263,7 @@ TEST_F(Start, WhatIsNotToldIsNotPassedOn) {
 
 TEST_F(Start, AnInstanceThatStandsInTheTableRunsOn) {
   client.add_plugin("plugin", {utility("unsaved", {{"persistent", true}}), utility("unmapped")});
-  manager->refresh_utility_registry();
+  manager->catalogue().refresh();
   std::filesystem::remove_all(manager->state_dir());
   EXPECT_EQ(failure("unsaved"), "no failure");
   std::filesystem::create_directory(manager->state_dir());
@@ -268,10 +275,10 @@ TEST_F(Start, AnInstanceThatStandsInTheTableRunsOn) {
   EXPECT_EQ(manager->servers().size(), 2u);
   EXPECT_EQ(manager->used_ports(), Ports({8890, 8891}));
   EXPECT_EQ(children.size(), 2u);
-  EXPECT_EQ(inspection.processes.size(), 2u);
+  EXPECT_EQ(processes.living.size(), 2u);
 
   UtilityServerManager unshared;  // a monitor can't keep it alive
-  EXPECT_THROW(unshared.start_utility_server("", "unmapped", Value::object()), std::bad_weak_ptr);
+  EXPECT_THROW(unshared.start_utility_server("", "unmapped", Mapping()), std::bad_weak_ptr);
   EXPECT_EQ(unshared.servers().size(), 1u);
   EXPECT_FALSE(unshared.running());
   unshared.stop_all_utility_servers();
@@ -285,7 +292,7 @@ TEST_F(Stress, ManyThreadsKeepTheBooksConsistent) {
   client.add_plugin(
       "plugin", {utility("grouped", per_group), utility("kept", persistent), utility("bar", navbar),
                  utility("dying", per_group, "raise OSError")});
-  manager->refresh_utility_registry();
+  manager->catalogue().refresh();
   start("bar");
   const auto operate = [&](int thread) {
     std::minstd_rand random(static_cast<unsigned>(thread + 1));
@@ -302,7 +309,7 @@ TEST_F(Stress, ManyThreadsKeepTheBooksConsistent) {
           [&] { manager->stop_utility_server(any); },
           [&] { manager->stop_utility_server(any); },
           [&] { manager->list_utility_servers(); },
-          [&] { manager->refresh_utility_registry(); },
+          [&] { manager->catalogue().refresh(); },
           [&] { manager->_find_running_utility("grouped", group); },
           [&] { manager->is_utility_server_running(any); },
           [&] { manager->get_utilities_with_group_name(group); }};

@@ -4,12 +4,17 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <utility>
 
 namespace utility_manager {
 
-/// The encoded icons of one record by resolved path. Has its own protection, and is never under the
-/// manager's lock; an entry stays until its record goes.
+/// What the key of an encoded icon begins with where a utility's mapping shows it; the rest is the
+/// path of the file.
+inline constexpr std::string_view icon_cache_prefix = "_icon_cache_";
+
+/// The encoded icons of one utility by resolved path. Has its own protection, and needs no lock of
+/// the manager's; an entry stays until its utility goes.
 class IconCache {
  public:
   struct Entry {

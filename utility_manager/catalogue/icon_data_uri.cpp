@@ -2,9 +2,9 @@
 
 #include <array>
 
-#include "platform/paths.h"
-#include "values/base64.h"
-#include "values/text.h"
+#include "utility_manager/platform/paths.h"
+#include "utility_manager/values/base64.h"
+#include "utility_manager/values/text.h"
 
 namespace utility_manager {
 namespace {

@@ -1,12 +1,12 @@
+#include "utility_manager/catalogue/icons.h"
+
 #include <utility>
 
-#include "platform/files.h"
 #include "utility_manager/catalogue/icon_data_uri.h"
-#include "utility_manager/catalogue/plugin_places.h"
-#include "utility_manager/utility_manager.h"
-#include "utility_manager/views/view_context.h"
-#include "values/members.h"
-#include "values/truthiness.h"
+#include "utility_manager/failures.h"
+#include "utility_manager/platform/files.h"
+#include "utility_manager/values/members.h"
+#include "utility_manager/values/truthiness.h"
 
 namespace utility_manager {
 namespace {
@@ -15,7 +15,7 @@ FoundFile find_icon(const std::string& icon_path, const std::optional<std::strin
   return find_below(icon_path, base, {"icons", "static/icons", "assets/icons"});
 }
 
-std::shared_ptr<const std::string> load(const FoundFile& file, const UtilityInfo& utility_info) {
+DataUri load(const FoundFile& file, const UtilityInfo& utility_info) {
   const auto& [path, modification_time] = file;
   if (!modification_time) return nullptr;
   if (auto cached = utility_info.icons.find(path, *modification_time)) return cached;
@@ -26,8 +26,7 @@ std::shared_ptr<const std::string> load(const FoundFile& file, const UtilityInfo
 }
 
 /// An icon that can't be read is none.
-std::shared_ptr<const std::string> load_unless_unreadable(FoundFile file,
-                                                          const UtilityInfo& utility_info) {
+DataUri load_unless_unreadable(FoundFile file, const UtilityInfo& utility_info) {
   try {
     if (!file.modification_time) file.modification_time = platform::modification_time(file.path);
     return load(file, utility_info);
@@ -38,45 +37,38 @@ std::shared_ptr<const std::string> load_unless_unreadable(FoundFile file,
 
 }  // namespace
 
-std::string UtilityServerManager::_resolve_icon_path(
-    const std::string& icon_path, const std::optional<std::string>& plugin_base_path) {
+std::string resolve_icon_path(const std::string& icon_path,
+                              const std::optional<std::string>& plugin_base_path) {
   return find_icon(icon_path, plugin_base_path).path;
 }
 
-std::shared_ptr<const std::string> UtilityServerManager::_load_icon_as_base64(
-    const std::optional<std::string>& icon_path, const UtilityInfo& utility_info) const {
+DataUri load_icon(const std::optional<std::string>& icon_path, const UtilityInfo& utility_info) {
   if (!icon_path || icon_path->empty()) return nullptr;
   return load_unless_unreadable({*icon_path, {}}, utility_info);
 }
 
-values::Value UtilityServerManager::_add_icon_to_utility_info(
-    const UtilityInfo& utility_info) const {
-  ViewContext context;
-  return add_icon(utility_info, context);
-}
-
-values::Value UtilityServerManager::add_icon(const UtilityInfo& utility_info,
-                                             ViewContext& context) const {
-  auto result = values::Value::object();
-  auto& members = result.get_ref<values::Value::object_t&>();
-  for (const auto& [key, value] : utility_info.fields.get_ref<const values::Value::object_t&>()) {
-    if (key != "icon_path" && !key.starts_with("_icon_cache_")) members.emplace_back(key, value);
-  }
-  members["icon"] = icon_of(utility_info, context);
-  return result;
-}
-
-values::Value UtilityServerManager::icon_of(const UtilityInfo& utility_info,
-                                            ViewContext& context) const {
+DataUri load_registered_icon(const UtilityInfo& utility_info, PluginPlaces& places) {
   const auto& fields = utility_info.fields;
   const auto& icon_path = values::at_or_null(fields, "icon_path");
-  if (values::truthy(icon_path)) {
-    if (!icon_path.is_string()) throw TypeError("icon_path must be a text");
-    const auto& base = context.plugin_base_path(plugin_name_of(fields), is_builtin_record(fields));
-    auto file = find_icon(icon_path.get_ref<const std::string&>(), base);
-    if (const auto data = load_unless_unreadable(std::move(file), utility_info)) return *data;
+  if (!values::truthy(icon_path)) return nullptr;
+  if (!icon_path.is_text()) throw TypeError("icon_path must be a text");
+  const auto& base = places.base_path(plugin_name_of(fields), is_builtin_entry(fields));
+  return load_unless_unreadable(find_icon(icon_path.text(), base), utility_info);
+}
+
+values::Value shown_icon(const DataUri& loaded, const UtilityInfo& utility_info) {
+  return loaded ? values::Value(*loaded) : values::at_or_null(utility_info.fields, "icon");
+}
+
+values::Value with_icon(const UtilityInfo& utility_info, PluginPlaces& places) {
+  const auto& fields = utility_info.fields.mapping();
+  values::Mapping result;
+  result.reserve(fields.size() + 1);
+  for (const auto& [key, value] : fields) {
+    if (key != "icon_path" && !key.starts_with(icon_cache_prefix)) result.append(key, value);
   }
-  return values::at_or_null(fields, "icon");
+  result["icon"] = shown_icon(load_registered_icon(utility_info, places), utility_info);
+  return result;
 }
 
 }  // namespace utility_manager

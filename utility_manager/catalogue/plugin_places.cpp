@@ -2,23 +2,16 @@
 
 #include <utility>
 
-#include "host/services.h"
-#include "platform/files.h"
-#include "platform/paths.h"
 #include "utility_manager/failures.h"
-#include "values/members.h"
-#include "values/text.h"
-#include "values/truthiness.h"
+#include "utility_manager/host/services.h"
+#include "utility_manager/platform/files.h"
+#include "utility_manager/platform/paths.h"
+#include "utility_manager/values/members.h"
+#include "utility_manager/values/text.h"
+#include "utility_manager/values/truthiness.h"
 
 namespace utility_manager {
 namespace {
-
-/// The answer, which `ask` gives the first time.
-template <typename Ask>
-const std::string& remembered(std::optional<std::string>& answer, Ask ask) {
-  if (!answer) answer = ask();
-  return *answer;
-}
 
 /// True when the directory holds a plugin of this name. Runs the plugin's `main` the first time.
 bool holds_plugin(const std::string& directory, const std::string& plugin_name) {
@@ -39,45 +32,44 @@ bool is_builtin_plugin(bool builtin, std::string_view plugin_name) {
   return builtin || plugin_name == "builtin_utility_server" || plugin_name.starts_with("builtin_");
 }
 
-bool is_builtin_record(const values::Value& utility_info) {
+bool is_builtin_entry(const values::Value& utility_info) {
   const auto& name = values::at_or_null(utility_info, "plugin_name");
-  return is_builtin_plugin(
-      values::truthy_at(utility_info, "builtin"),
-      name.is_string() ? std::string_view(name.get_ref<const std::string&>()) : "");
+  return is_builtin_plugin(values::truthy_at(utility_info, "builtin"),
+                           name.is_text() ? std::string_view(name.text()) : "");
 }
 
 const std::string& plugin_name_of(const values::Value& utility_info) {
   const auto& name = values::at_or_null(utility_info, "plugin_name");
-  if (!name.is_string()) throw TypeError("plugin_name must be a text");
-  return name.get_ref<const std::string&>();
+  if (!name.is_text()) throw TypeError("plugin_name must be a text");
+  return name.text();
 }
 
-const std::string& ClientDirectories::configuration() {
-  return remembered(configuration_,
-                    [] { return host::services().local->get_default_config_dir(); });
+const std::optional<std::string>& PluginPlaces::base_path(const std::string& plugin_name,
+                                                          bool is_builtin) {
+  if (is_builtin) {
+    if (!built_in_directory_) {
+      built_in_directory_ = host::services().python->built_in_plugin_directory();
+    }
+    return built_in_directory_;
+  }
+  const auto known = base_paths_.find(plugin_name);
+  if (known != base_paths_.end()) return known->second;
+  return base_paths_.emplace(plugin_name, find(plugin_name)).first->second;
 }
 
-const std::string& ClientDirectories::plugins() {
-  return remembered(plugins_, [] { return host::services().local->get_plugin_dir(); });
-}
-
-const std::string& ClientDirectories::built_in_plugin() {
-  return remembered(built_in_plugin_,
-                    [] { return host::services().python->built_in_plugin_directory(); });
-}
-
-std::optional<std::string> plugin_base_path(const std::string& plugin_name, bool is_builtin,
-                                            ClientDirectories& directories) {
-  if (is_builtin) return directories.built_in_plugin();
-  if (auto path = included_plugin_path(plugin_name, directories)) return path;
-  auto path = platform::join_paths(directories.plugins(), plugin_name);
+std::optional<std::string> PluginPlaces::find(const std::string& plugin_name) {
+  if (auto path = included_path(plugin_name)) return path;
+  if (!plugin_directory_) plugin_directory_ = host::services().local->get_plugin_dir();
+  auto path = platform::join_paths(*plugin_directory_, plugin_name);
   return platform::path_exists(path) ? std::optional(std::move(path)) : std::nullopt;
 }
 
-std::optional<std::string> included_plugin_path(const std::string& plugin_name,
-                                                ClientDirectories& directories) {
+std::optional<std::string> PluginPlaces::included_path(const std::string& plugin_name) {
   try {
-    const auto path = platform::join_paths(directories.configuration(), "plugin_includes.txt");
+    if (!configuration_directory_) {
+      configuration_directory_ = host::services().local->get_default_config_dir();
+    }
+    const auto path = platform::join_paths(*configuration_directory_, "plugin_includes.txt");
     if (!platform::is_regular_file(path)) return std::nullopt;
     for (const auto& line : text_lines(platform::read_file(path))) {
       const auto stripped = values::strip(line);
@@ -106,6 +98,19 @@ FoundFile find_below(const std::string& path, const std::optional<std::string>& 
     }
   }
   return {path, std::nullopt};
+}
+
+std::string resolve_script_path(const std::string& script_path,
+                                const std::optional<std::string>& plugin_base_path) {
+  return find_below(script_path, plugin_base_path, {"utility_servers", "utils"}).path;
+}
+
+std::string resolve_plugin_script_path(const std::string& script_path,
+                                       const values::Value& utility_info) {
+  if (platform::is_absolute_path(script_path)) return script_path;
+  PluginPlaces places;
+  return resolve_script_path(
+      script_path, places.base_path(plugin_name_of(utility_info), is_builtin_entry(utility_info)));
 }
 
 std::vector<std::string> text_lines(const std::string& bytes) {

@@ -1,46 +1,47 @@
 #pragma once
 
 #include <initializer_list>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "values/value.h"
+#include "utility_manager/values/value.h"
 
-/// Where plugins and their files lie: the rules that need no manager.
+/// Where plugins and their files lie.
 namespace utility_manager {
 
 /// The built-in test: by flag, or by the plugin's name.
 bool is_builtin_plugin(bool builtin, std::string_view plugin_name);
 
-/// The same from the keys `builtin` and `plugin_name` of a catalogue record.
-bool is_builtin_record(const values::Value& utility_info);
+/// The same from the keys `builtin` and `plugin_name` of a catalogue entry.
+bool is_builtin_entry(const values::Value& utility_info);
 
-/// `plugin_name` of a catalogue record. Fails with `TypeError` when it is no text. Refers into
+/// `plugin_name` of a catalogue entry. Fails with `TypeError` when it is no text. Refers into
 /// `utility_info`.
 const std::string& plugin_name_of(const values::Value& utility_info);
 
-/// The client's directories, each asked for when it is first needed and then no more. Lets failures
-/// of the client through. Belongs to one call and one thread.
-class ClientDirectories {
+/// Where the plugins lie. The client is asked for a directory when it is first needed and then no
+/// more, and each plugin is looked for once. Lets failures of the client through. Belongs to one
+/// call and one thread.
+class PluginPlaces {
  public:
-  const std::string& configuration();
-  const std::string& plugins();
-  const std::string& built_in_plugin();
+  /// Where a plugin lies; nothing when it isn't found. All built-in plugins lie in one place.
+  const std::optional<std::string>& base_path(const std::string& plugin_name, bool is_builtin);
+
+  /// The first directory of `plugin_includes.txt` whose `main` carries the name. No ordinary
+  /// failure leaves it.
+  std::optional<std::string> included_path(const std::string& plugin_name);
 
  private:
-  std::optional<std::string> configuration_;
-  std::optional<std::string> plugins_;
-  std::optional<std::string> built_in_plugin_;
-};
+  std::optional<std::string> find(const std::string& plugin_name);
 
-/// The manager's `_get_plugin_base_path` and `_get_plugin_path_from_includes`, with directories
-/// that several look-ups of one call may share.
-std::optional<std::string> plugin_base_path(const std::string& plugin_name, bool is_builtin,
-                                            ClientDirectories& directories);
-std::optional<std::string> included_plugin_path(const std::string& plugin_name,
-                                                ClientDirectories& directories);
+  std::optional<std::string> configuration_directory_;
+  std::optional<std::string> plugin_directory_;
+  std::optional<std::string> built_in_directory_;
+  std::map<std::string, std::optional<std::string>> base_paths_;
+};
 
 /// What a look for a file gave.
 struct FoundFile {
@@ -52,6 +53,15 @@ struct FoundFile {
 /// that exists; `path` unchanged when it is absolute, there is no base, or none exists.
 FoundFile find_below(const std::string& path, const std::optional<std::string>& base,
                      std::initializer_list<std::string_view> sub_directories);
+
+/// The absolute form of the first candidate for a script that exists, or `script_path` unchanged.
+std::string resolve_script_path(const std::string& script_path,
+                                const std::optional<std::string>& plugin_base_path);
+
+/// The same in the place of the plugin that `utility_info` names. Fails with `TypeError` when its
+/// `plugin_name` is no text, and lets failures of the client through.
+std::string resolve_plugin_script_path(const std::string& script_path,
+                                       const values::Value& utility_info);
 
 /// The lines of a text as the client's Python reads them: LF, CR LF and CR end a line. Reading
 /// stops at what is no UTF-8, as the client's does.

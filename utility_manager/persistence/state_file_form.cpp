@@ -1,13 +1,15 @@
 #include "utility_manager/persistence/state_file_form.h"
 
-#include "values/json_read.h"
-#include "values/json_write.h"
-#include "values/members.h"
-#include "values/truthiness.h"
+#include "utility_manager/values/json_read.h"
+#include "utility_manager/values/json_write.h"
+#include "utility_manager/values/members.h"
+#include "utility_manager/values/truthiness.h"
 
 namespace utility_manager {
 namespace {
 
+using values::Kind;
+using values::Mapping;
 using values::Value;
 
 /// A member has another type than the form gives it.
@@ -24,17 +26,16 @@ Value text_or_null(const std::optional<Text>& text) {
 std::string text_at(const Value& object, const char* key) {
   const auto& value = values::at_or_null(object, key);
   if (!values::truthy(value)) return {};
-  if (!value.is_string()) throw Malformed(key);
-  return value.get<std::string>();
+  if (!value.is_text()) throw Malformed(key);
+  return value.text();
 }
 
 /// 0 for anything not truthy.
 std::int64_t integer_at(const Value& object, const char* key) {
   const auto& value = values::at_or_null(object, key);
   if (!values::truthy(value)) return 0;
-  if (!value.is_number_integer()) throw Malformed(key);
-  if (value.is_number_unsigned() && value.get<std::uint64_t>() > INT64_MAX) throw Malformed(key);
-  return value.get<std::int64_t>();
+  if (value.kind() != Kind::integer) throw Malformed(key);
+  return value.integer();
 }
 
 /// A file name of its own: the identifier must not lead out of the state directory.
@@ -52,14 +53,14 @@ std::optional<std::string> unless_empty(std::string text) {
 std::optional<std::string> name_at(const Value& object) {
   const auto& value = values::at_or_null(object, "utility_name");
   if (value.is_null()) return std::nullopt;
-  if (!value.is_string()) throw Malformed("utility_name");
-  return value.get<std::string>();
+  if (!value.is_text()) throw Malformed("utility_name");
+  return value.text();
 }
 
 Value config_at(const Value& object) {
   const auto& config = values::at_or_null(object, "config");
-  if (!values::truthy(config)) return Value::object();
-  if (!config.is_object()) throw Malformed("config");
+  if (!values::truthy(config)) return Mapping();
+  if (!config.is_mapping()) throw Malformed("config");
   return config;
 }
 
@@ -71,7 +72,7 @@ ServerInfo record_of(const StateFile& file, std::int64_t now) {
   record.pid = file.pid;
   record.utility_name = name_at(object);
   record.config = config_at(object);
-  record.create_time = object.contains("create_time") ? object.at("create_time") : Value(now);
+  record.create_time = object.mapping().at_or("create_time", now);
   record.lang = unless_empty(text_at(object, "lang"));
   record.studio_url = unless_empty(text_at(object, "studio_url"));
   if (values::truthy_at(object, "require_group_name")) {
@@ -83,16 +84,30 @@ ServerInfo record_of(const StateFile& file, std::int64_t now) {
 }  // namespace
 
 std::string write_state_file(const ServerInfo& info, bool require_group_name) {
-  Value object = {{"server_id", info.server_id},
-                  {"utility_name", text_or_null(info.utility_name)},
-                  {"port", info.port},
-                  {"pid", info.pid},
-                  {"config", info.config},
-                  {"create_time", info.create_time},
-                  {"lang", text_or_null(info.lang)},
-                  {"require_group_name", require_group_name}};
-  if (require_group_name && info.group_name) object["group_name"] = *info.group_name;
-  if (info.studio_url) object["studio_url"] = *info.studio_url;
+  Mapping members = {{"server_id", info.server_id},
+                     {"utility_name", text_or_null(info.utility_name)},
+                     {"port", info.port},
+                     {"pid", info.pid},
+                     {"config", info.config},
+                     {"create_time", info.create_time},
+                     {"lang", text_or_null(info.lang)}};
+  if (info.group_name) members.append("group_name", *info.group_name);
+  if (info.studio_url) members.append("studio_url", *info.studio_url);
+  return write_state_file(members, require_group_name);
+}
+
+std::string write_state_file(const Mapping& server_info, bool require_group_name) {
+  Mapping object;
+  for (const char* key :
+       {"server_id", "utility_name", "port", "pid", "config", "create_time", "lang"}) {
+    object.append(key, server_info.at_or(key, nullptr));
+  }
+  object.append("require_group_name", require_group_name);
+  const auto add_if_any = [&](const char* key) {
+    if (const auto* const value = server_info.find(key)) object.append(key, *value);
+  };
+  if (require_group_name) add_if_any("group_name");
+  add_if_any("studio_url");
   return values::write_json(object, values::Characters::plain);
 }
 
@@ -100,7 +115,7 @@ std::optional<StateFile> read_state_file(std::string_view bytes) {
   try {
     StateFile file;
     file.content = values::read_json(bytes);
-    if (!file.content.is_object()) return std::nullopt;
+    if (!file.content.is_mapping()) return std::nullopt;
     file.server_id = identifier_at(file.content, "server_id");
     file.pid = integer_at(file.content, "pid");
     file.port = integer_at(file.content, "port");

@@ -20,7 +20,7 @@ struct StateFile {
 
   bool stale() const { return server_id.empty() || port == 0 || pid == 0; }
 
-  /// The record of the reloaded instance: no handle, no stderr buffer, not pinned yet. Nothing
+  /// The record of the reloaded instance: no handle, no stderr buffer, no process. Nothing
   /// where another member is malformed: a text that is no text, a `config` that is no mapping.
   /// `now` is the creation time where the file has none.
   std::optional<ServerInfo> record(std::int64_t now) const;
@@ -29,6 +29,10 @@ struct StateFile {
 /// The exact bytes of the state file of an instance. Fails with `std::invalid_argument` on what
 /// can't be written as JSON.
 std::string write_state_file(const ServerInfo& server_info, bool require_group_name);
+
+/// The same for the mapping form of an instance. A member that it lacks is null where a file always
+/// has it; what no file has is left out.
+std::string write_state_file(const values::Mapping& server_info, bool require_group_name);
 
 /// Understands a state file; nothing when it is malformed: not JSON, no object, a `pid` or `port`
 /// that is no integer, or a `server_id` that names no file of the state directory.

@@ -1,11 +1,13 @@
 #include <cmath>
 
-#include "platform/files.h"
-#include "platform/paths.h"
-#include "platform/system.h"
 #include "utility_manager/persistence/state_file_form.h"
-#include "utility_manager/supervision/instance_liveness.h"
+#include "utility_manager/platform/files.h"
+#include "utility_manager/platform/paths.h"
+#include "utility_manager/platform/system.h"
+#include "utility_manager/supervision/instance.h"
+#include "utility_manager/supervision/process_control.h"
 #include "utility_manager/utility_manager.h"
+#include "utility_manager/values/members.h"
 
 namespace utility_manager {
 namespace {
@@ -39,18 +41,17 @@ std::vector<platform::DirectoryFile> state_files_in(const std::string& directory
 /// A known instance is told from a later owner of its id.
 bool is_alive(const StateFile& file, const ServerInfo* known) {
   const bool same_id = known && known->pid == file.pid;
-  if (same_id && known->pinned) return known->pinned->exists();
-  if (!UtilityServerManager::_is_process_alive(file.pid)) return false;
-  return !same_id || !id_was_reused(*known);
+  return same_id ? Instance(*known).holds_id() : is_process_alive(file.pid);
 }
 
-/// An instance that isn't known yet must not be refuted. Pins it.
+/// An instance that isn't known yet must not be refuted.
 void examine_new(const std::string& file_name, const StateFile& file, std::int64_t now,
                  Reconciliation& result) {
   auto record = file.record(now);
   if (!record) return;
-  auto adoption = examine_for_adoption(file.pid, file.server_id, record->create_time);
-  record->pinned = std::move(adoption.pinned);
+  auto adoption = examine_for_adoption(file.pid, file.server_id,
+                                       values::at_or_null(file.content, "create_time"));
+  record->adopted = std::move(adoption.process);
   if (adoption.refuted) {
     result.remove.push_back(file.server_id);
   } else {
@@ -99,10 +100,11 @@ void UtilityServerManager::_remove_state_file(const std::string& server_id) cons
 
 void UtilityServerManager::_load_persisted_states() {
   const auto files = state_files_in(state_dir_);
-  const auto table = servers();  // waits for a stop under way, also when there is nothing to load
+  const auto table =
+      servers_now();  // waits for a stop under way, also when there is nothing to load
   if (files.empty()) return;
   Known known;
-  for (const auto& record : table) known.emplace(record->server_id, record.get());
+  for (const auto& record : *table) known.emplace(record->server_id, record.get());
   const auto now = static_cast<std::int64_t>(std::floor(platform::system().wall_clock()));
   Reconciliation changes;
   for (const auto& file : files) examine(file, known, now, changes);
@@ -118,8 +120,8 @@ void UtilityServerManager::_load_persisted_states() {
     }
     for (auto& [file_name, info] : changes.add) {
       if (servers_.find(info.server_id)) continue;
-      used_ports_.insert(info.port);
-      servers_.add(std::make_shared<const ServerInfo>(std::move(info)));
+      ports_.use(info.port, lock);
+      servers_.add(std::make_shared<const ServerInfo>(std::move(info)), lock);
     }
   } catch (const std::exception&) {  // what is left is seen at the next load
   }

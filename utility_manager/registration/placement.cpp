@@ -1,11 +1,18 @@
-#include "utility_manager/utility_manager.h"
+#include "utility_manager/registration/placement.h"
+
+#include "utility_manager/registration/registration.h"
+#include "utility_manager/values/members.h"
+#include "utility_manager/values/truthiness.h"
 
 namespace utility_manager {
 
-bool UtilityServerManager::_utility_is_navbar(const values::Value& utility) {
-  const values::Value location =
-      utility.contains("display_location") ? utility.at("display_location") : "default";
-  return UtilityRegistration::_normalize_display_location(location) == "navbar";
+bool is_navbar(const values::Value& utility) {
+  const auto* const location = values::find_member(utility, "display_location");
+  return location && UtilityRegistration::_normalize_display_location(*location) == "navbar";
+}
+
+bool is_create_exp_entry(const values::Value& utility) {
+  return values::truthy_at(utility, "create_exp_entry");
 }
 
 }  // namespace utility_manager

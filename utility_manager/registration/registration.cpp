@@ -5,46 +5,43 @@
 #include <string_view>
 
 #include "utility_manager/failures.h"
-#include "values/members.h"
-#include "values/text.h"
-#include "values/text_form.h"
-#include "values/truthiness.h"
+#include "utility_manager/values/members.h"
+#include "utility_manager/values/text.h"
+#include "utility_manager/values/text_form.h"
+#include "utility_manager/values/truthiness.h"
 
 namespace utility_manager {
 namespace {
 
+using values::Mapping;
 using values::Value;
 
-struct Field {
-  const char* name;
-  Value UtilityRegistration::*member;
-};
+using Field = UtilityRegistration::Field;
 
-/// The fields of the mapping form in their order; `extra` has no key of its own.
-constexpr std::array<Field, 14> fields = {{
+constexpr std::array<Field, 14> all_fields = {{
     {"utility_name", &UtilityRegistration::utility_name},
     {"title", &UtilityRegistration::title},
     {"en_title", &UtilityRegistration::en_title},
     {"description", &UtilityRegistration::description},
     {"en_description", &UtilityRegistration::en_description},
-    {"script_path", &UtilityRegistration::script_path},
+    {"script_path", &UtilityRegistration::script_path, true},
     {"default_route", &UtilityRegistration::default_route},
     {"require_group_name", &UtilityRegistration::require_group_name},
     {"plugin_name", &UtilityRegistration::plugin_name},
     {"builtin", &UtilityRegistration::builtin},
     {"access_level", &UtilityRegistration::access_level},
     {"persistent", &UtilityRegistration::persistent},
-    {"icon_path", &UtilityRegistration::icon_path},
+    {"icon_path", &UtilityRegistration::icon_path, true},
     {"display_location", &UtilityRegistration::display_location},
 }};
 
 bool is_field(std::string_view key) {
-  return std::any_of(fields.begin(), fields.end(),
+  return std::any_of(all_fields.begin(), all_fields.end(),
                      [&](const Field& field) { return field.name == key; });
 }
 
 Value unchanged(const Value& data, const char* key, const Value& absent) {
-  return data.contains(key) ? data.at(key) : absent;
+  return data.mapping().at_or(key, absent);
 }
 
 std::string text_if_truthy(const Value& data, const char* key) {
@@ -57,48 +54,52 @@ Value unless_falsy(const Value& data, const char* key, const char* falsy) {
   return values::truthy(value) ? value : Value(falsy);
 }
 
-Value extra_of(const Value& data) {
-  auto extra = Value::object();
-  auto& members = extra.get_ref<Value::object_t&>();
-  for (const auto& [key, value] : data.get_ref<const Value::object_t&>()) {
-    if (!is_field(key)) members.emplace_back(key, value);
+Mapping extra_of(const Value& data) {
+  Mapping extra;
+  for (const auto& [key, value] : data.mapping()) {
+    if (!is_field(key)) extra.append(key, value);
   }
   return extra;
 }
 
 }  // namespace
 
+std::span<const Field> UtilityRegistration::fields() {
+  return all_fields;
+}
+
 UtilityRegistration UtilityRegistration::from_dict(const Value& data,
                                                    const std::optional<std::string>& plugin_name) {
-  if (!data.is_object()) throw TypeError("a registration must be a mapping");
-  UtilityRegistration record;
-  record.access_level = _convert_legacy_access_fields(data);
-  record.utility_name = unchanged(data, "utility_name", "");
-  record.title = unchanged(data, "title", record.utility_name);
-  record.en_title = text_if_truthy(data, "en_title");
-  record.description = unchanged(data, "description", "");
-  record.en_description = text_if_truthy(data, "en_description");
-  record.script_path = unchanged(data, "script_path", "");
-  record.default_route = unless_falsy(data, "default_route", "/");
-  record.require_group_name = values::truthy_at(data, "require_group_name");
-  record.plugin_name = unchanged(data, "plugin_name", plugin_name ? Value(*plugin_name) : Value());
-  record.builtin = values::truthy_at(data, "builtin");
-  record.persistent = values::truthy_at(data, "persistent");
-  record.icon_path = unchanged(data, "icon_path", "");
-  record.display_location =
+  if (!data.is_mapping()) throw TypeError("a registration must be a mapping");
+  UtilityRegistration registration;
+  registration.access_level = _convert_legacy_access_fields(data);
+  registration.utility_name = unchanged(data, "utility_name", "");
+  registration.title = unchanged(data, "title", registration.utility_name);
+  registration.en_title = text_if_truthy(data, "en_title");
+  registration.description = unchanged(data, "description", "");
+  registration.en_description = text_if_truthy(data, "en_description");
+  registration.script_path = unchanged(data, "script_path", "");
+  registration.default_route = unless_falsy(data, "default_route", "/");
+  registration.require_group_name = values::truthy_at(data, "require_group_name");
+  registration.plugin_name =
+      unchanged(data, "plugin_name", plugin_name ? Value(*plugin_name) : Value());
+  registration.builtin = values::truthy_at(data, "builtin");
+  registration.persistent = values::truthy_at(data, "persistent");
+  registration.icon_path = unchanged(data, "icon_path", "");
+  registration.display_location =
       _normalize_display_location(unchanged(data, "display_location", "default"));
-  record.extra = extra_of(data);
-  return record;
+  registration.extra = extra_of(data);
+  return registration;
 }
 
 std::string UtilityRegistration::_convert_legacy_access_fields(const Value& data) {
-  if (!data.is_object()) throw TypeError("a registration must be a mapping");
+  if (!data.is_mapping()) throw TypeError("a registration must be a mapping");
   return _normalize_access_level(unchanged(data, "access_level", "ALL"));
 }
 
 std::string UtilityRegistration::_normalize_access_level(const Value& access_level) {
-  if (!access_level.is_string()) throw TypeError("access_level must be a text");
-  const auto level = values::upper_case(values::strip(access_level.get_ref<const std::string&>()));
+  if (!access_level.is_text()) throw TypeError("access_level must be a text");
+  const auto level = values::upper_case(values::strip(access_level.text()));
   return level == "SYS_ADMIN" || level == "ORG_ADMIN" ? level : "ALL";
 }
 
@@ -110,14 +111,14 @@ std::string UtilityRegistration::_normalize_display_location(const Value& value)
 }
 
 Value UtilityRegistration::to_dict() const {
-  auto mapping = Value::object();
-  auto& members = mapping.get_ref<Value::object_t&>();
-  for (const auto& field : fields) members.emplace_back(field.name, this->*field.member);
-  for (const auto& [key, value] : extra.get_ref<const Value::object_t&>()) {
+  Mapping mapping;
+  mapping.reserve(all_fields.size() + extra.mapping().size());
+  for (const auto& field : all_fields) mapping.append(field.name, this->*field.member);
+  for (const auto& [key, value] : extra.mapping()) {
     if (is_field(key)) {
-      members[key] = value;
+      mapping.set(key, value);
     } else {
-      members.emplace_back(key, value);
+      mapping.append(key, value);
     }
   }
   return mapping;
@@ -125,7 +126,7 @@ Value UtilityRegistration::to_dict() const {
 
 std::string UtilityRegistration::text_form() const {
   std::string text = "UtilityRegistration(";
-  for (const auto& field : fields) {
+  for (const auto& field : all_fields) {
     text += std::string(field.name) + "=" + values::repr_form(this->*field.member) + ", ";
   }
   return text + "extra=" + values::repr_form(extra) + ")";

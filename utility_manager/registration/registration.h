@@ -1,9 +1,10 @@
 #pragma once
 
 #include <optional>
+#include <span>
 #include <string>
 
-#include "values/value.h"
+#include "utility_manager/values/value.h"
 
 namespace utility_manager {
 
@@ -25,13 +26,23 @@ struct UtilityRegistration {
   values::Value persistent = false;
   values::Value icon_path = "";
   values::Value display_location = "default";
-  values::Value extra = values::Value::object();  ///< every other key of the registration
+  values::Value extra = values::Mapping();  ///< every other key of the registration
+
+  struct Field {
+    const char* name;
+    values::Value UtilityRegistration::*member;
+    bool is_path = false;
+  };
+
+  /// The fields of the mapping form in its order; `extra` has no key of its own. What a
+  /// registration without arguments holds in them is their default.
+  static std::span<const Field> fields();
 
   bool operator==(const UtilityRegistration&) const = default;
 
-  /// The record of a registration mapping in its canonical form. `plugin_name` stands in where
-  /// `data` has no such key. Fails with `TypeError` when `data` is no mapping or its `access_level`
-  /// no text; nothing else in `data` makes it fail.
+  /// The canonical form of what a plugin gives. `plugin_name` stands in where `data` has no such
+  /// key. Fails with `TypeError` when `data` is no mapping or its `access_level` no text; nothing
+  /// else in `data` makes it fail.
   static UtilityRegistration from_dict(const values::Value& data,
                                        const std::optional<std::string>& plugin_name = {});
 

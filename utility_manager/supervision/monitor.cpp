@@ -1,5 +1,5 @@
-#include "platform/system.h"
-#include "utility_manager/supervision/instance_liveness.h"
+#include "utility_manager/platform/system.h"
+#include "utility_manager/supervision/instance.h"
 #include "utility_manager/utility_manager.h"
 
 namespace utility_manager {
@@ -17,22 +17,15 @@ void UtilityServerManager::_start_monitoring() {
 }
 
 void UtilityServerManager::_monitor_loop() {
-  while (running_) {
-    monitor_pass();
-    platform::system().sleep(timings::monitor_interval);
-  }
-}
-
-void UtilityServerManager::monitor_pass() {
-  try {
-    for (const auto& listed : servers()) {
+  for (; running_; platform::system().sleep(limits::monitor_interval)) {
+    const auto instances = servers_now();
+    for (const auto& listed : *instances) {
       try {
-        const auto record = server(listed->server_id);
-        if (record && instance_is_dead(*record)) _handle_server_died(record->server_id);
+        const auto instance = server(listed->server_id);
+        if (instance && Instance(*instance).is_dead()) _handle_server_died(instance->server_id);
       } catch (const std::exception&) {  // looked at again in the next pass
       }
     }
-  } catch (const std::exception&) {
   }
 }
 

@@ -4,7 +4,7 @@
 #include <thread>
 #include <utility>
 
-#include "host/failures.h"
+#include "utility_manager/host/failures.h"
 
 namespace utility_manager {
 

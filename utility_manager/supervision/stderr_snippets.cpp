@@ -1,6 +1,7 @@
-#include "platform/system.h"
+#include "utility_manager/platform/system.h"
+#include "utility_manager/supervision/instance.h"
 #include "utility_manager/utility_manager.h"
-#include "values/text.h"
+#include "utility_manager/values/text.h"
 
 namespace utility_manager {
 namespace {
@@ -22,7 +23,7 @@ std::string unread_text(const ServerInfo& record) {
   const auto stream = record.process->error_stream();
   if (!stream || stream->closed()) return {};
   try {
-    const auto bytes = stream->read_rest(timings::final_read_bytes, timings::final_read_limit);
+    const auto bytes = stream->read_rest(limits::final_read_bytes, limits::final_read_limit);
     std::string text;
     values::append_decodable(text, bytes);
     return std::string(values::strip(text));
@@ -35,10 +36,7 @@ std::string unread_text(const ServerInfo& record) {
 
 bool UtilityServerManager::is_utility_server_running(const std::string& server_id) {
   const auto record = server(server_id);
-  if (!record) return false;
-  if (record->process) return !record->process->poll();
-  if (record->pinned) return record->pinned->exists();
-  return record->pid != 0 && _is_process_alive(record->pid);
+  return record && Instance(*record).is_alive();
 }
 
 std::string UtilityServerManager::get_utility_stderr_snippet(const std::string& server_id,
@@ -58,7 +56,7 @@ std::string UtilityServerManager::collect_utility_stderr_snippet(const std::stri
   while (system.wall_clock() < deadline) {
     auto text = get_utility_stderr_snippet(server_id, max_chars);
     if (!text.empty()) return text;
-    system.sleep(timings::snippet_poll_interval);
+    system.sleep(limits::snippet_poll_interval);
   }
   return {};
 }

@@ -1,35 +1,71 @@
 #include "utility_manager/views/running_entry.h"
 
-#include <utility>
-
-#include "values/text_form.h"
+#include "utility_manager/registration/registration.h"
+#include "utility_manager/values/members.h"
+#include "utility_manager/values/text_form.h"
 
 namespace utility_manager {
 
-values::Value new_entry() {
-  constexpr std::size_t most_members = 17;
-  auto entry = values::Value::object();
-  entry.get_ref<values::Value::object_t&>().reserve(most_members);
-  return entry;
+using values::List;
+using values::Mapping;
+using values::Value;
+
+const Value& RunningEntry::registered(std::string_view key, const Value& absent) const {
+  const auto* const value = utility ? values::find_member(utility->fields, key) : nullptr;
+  return value ? *value : absent;
 }
 
-void append(values::Value& entry, const char* key, values::Value value) {
-  // Past the container's own search for the key.
-  auto& members = entry.get_ref<values::Value::object_t&>();
-  members.Container::emplace_back(key, std::move(value));
+const Value& RunningEntry::default_route() const {
+  return registered("default_route", absent::route());
 }
 
-values::Value text_or_null(const std::optional<std::string>& text) {
-  return text ? values::Value(*text) : values::Value();
+std::string RunningEntry::full_url() const {
+  return url + values::text_form(default_route());
 }
 
-void append_if_present(values::Value& entry, const char* key,
-                       const std::optional<std::string>& text) {
-  if (text) append(entry, key, *text);
+std::string RunningEntry::display_location() const {
+  return UtilityRegistration::_normalize_display_location(
+      registered("display_location", absent::null()));
 }
 
-std::string full_url(const std::string& url, const values::Value& default_route) {
-  return url + values::text_form(default_route);
+Value to_value(const RunningEntry& entry, Shown shown) {
+  Mapping mapping;
+  for_each_member(entry, shown,
+                  [&](const char* key, const auto& value) { mapping.append(key, value); });
+  return mapping;
+}
+
+Value to_value(const std::vector<RunningEntry>& entries, Shown shown) {
+  List list;
+  list.reserve(entries.size());
+  for (const auto& entry : entries) list.push_back(to_value(entry, shown));
+  return list;
+}
+
+Value to_value(const GroupedEntries& entries) {
+  Mapping by_group;
+  for (const auto& [group_name, members] : entries.by_group) {
+    by_group.append(group_name, to_value(members, Shown::in_grouped_list));
+  }
+  return {{"without_group", to_value(entries.without_group, Shown::in_grouped_list)},
+          {"by_group", std::move(by_group)}};
+}
+
+// Outlive every thread.
+
+const Value& absent::null() {
+  static const Value* const value = new Value;
+  return *value;
+}
+
+const Value& absent::empty_text() {
+  static const Value* const value = new Value("");
+  return *value;
+}
+
+const Value& absent::route() {
+  static const Value* const value = new Value("/");
+  return *value;
 }
 
 }  // namespace utility_manager

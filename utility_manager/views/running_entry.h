@@ -1,36 +1,109 @@
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
 
+#include "utility_manager/catalogue/icons.h"
 #include "utility_manager/server_info.h"
-#include "values/members.h"
-#include "values/value.h"
+#include "utility_manager/values/value.h"
 
-/// What the records of running instances have in common.
 namespace utility_manager {
 
-/// An empty record with room for the members that a record of a running instance has at most.
-values::Value new_entry();
+/// A running instance with what the interface is shown of it. Shares all that doesn't change.
+struct RunningEntry {
+  std::shared_ptr<const ServerInfo> instance;
+  UtilityInfoPtr utility;  ///< null when nobody registers it
+  std::string local_url;
+  std::string url;  ///< through the Studio's web application
+  DataUri icon;     ///< null where none could be loaded
 
-/// Adds a member that the record doesn't have yet.
-void append(values::Value& entry, const char* key, values::Value value);
+  /// The value under `key` of the registration, `absent` without it; an empty one stays empty.
+  const values::Value& registered(std::string_view key, const values::Value& absent) const;
 
-/// Null for nothing.
-values::Value text_or_null(const std::optional<std::string>& text);
+  const values::Value& default_route() const;
 
-/// The value under `key`, `absent` when `fields` has no such key; an empty value stays empty.
-template <typename Absent>
-values::Value field_or(const values::Value& fields, const char* key, const Absent& absent) {
-  const auto* const member = values::find_member(fields, key);
-  return member ? *member : values::Value(absent);
+  /// `url` directly followed by the default route.
+  std::string full_url() const;
+
+  /// "navbar" or "default".
+  std::string display_location() const;
+};
+
+/// The instances of the grouped list: those of no device group, and those of each in the order in
+/// which the groups were met.
+struct GroupedEntries {
+  std::vector<RunningEntry> without_group;
+  std::vector<std::pair<std::string, std::vector<RunningEntry>>> by_group;
+};
+
+/// The forms in which the interface is shown an entry.
+enum class Shown { in_list, in_grouped_list, by_look_up };
+
+/// Calls `member(key, value)` for every member of the mapping that shows the entry, in its order. A
+/// value is a `std::string_view`, a `std::int64_t` or a `const values::Value&`, so that every
+/// reader can make the mapping in its own form.
+template <typename Member>
+void for_each_member(const RunningEntry& entry, Shown shown, Member&& member);
+
+/// The mapping itself.
+values::Value to_value(const RunningEntry& entry, Shown shown);
+
+/// The list of these mappings.
+values::Value to_value(const std::vector<RunningEntry>& entries, Shown shown);
+
+/// `without_group` and `by_group`.
+values::Value to_value(const GroupedEntries& entries);
+
+/// What stands for a registration's member that is absent.
+namespace absent {
+
+const values::Value& null();
+const values::Value& empty_text();
+const values::Value& route();  ///< "/"
+
+}  // namespace absent
+
+template <typename Member>
+void for_each_member(const RunningEntry& entry, Shown shown, Member&& member) {
+  const ServerInfo& instance = *entry.instance;
+  const auto text = [&](const char* key, std::string_view value) { member(key, value); };
+  const auto text_if_any = [&](const char* key, const std::optional<std::string>& value) {
+    if (value) text(key, *value);
+  };
+  const auto registered = [&](const char* key) {
+    member(key, entry.registered(key, absent::empty_text()));
+  };
+  const auto name = [&](const char* key) {
+    instance.utility_name ? text(key, *instance.utility_name) : member(key, absent::null());
+  };
+  const bool grouped = shown == Shown::in_grouped_list;
+  const bool found = shown == Shown::by_look_up;
+
+  text("server_id", instance.server_id);
+  name("utility_name");
+  if (grouped) {
+    const values::Value& title = entry.registered("title", absent::null());
+    &title == &absent::null() ? name("title") : member("title", title);
+    for (const char* key : {"en_title", "description", "en_description"}) registered(key);
+  }
+  member("port", instance.port);
+  if (!found) member("pid", instance.pid);
+  text("local_url", entry.local_url);
+  text("url", entry.url);
+  if (grouped) text("full_url", entry.full_url());
+  member("default_route", entry.default_route());
+  if (grouped) text("display_location", entry.display_location());
+  if (!found) member("create_time", instance.create_time);
+  if (found) text_if_any("group_name", instance.group_name);
+  text_if_any("lang", instance.lang);
+  text_if_any("studio_url", instance.studio_url);
+  if (shown == Shown::in_list) text_if_any("group_name", instance.group_name);
+  entry.icon ? text("icon", *entry.icon) : member("icon", entry.registered("icon", absent::null()));
+  if (grouped) text_if_any("group_name", instance.group_name);
 }
-
-/// Adds `key` where there is a text; otherwise the record gets no such key.
-void append_if_present(values::Value& entry, const char* key,
-                       const std::optional<std::string>& text);
-
-/// `url` directly followed by the route.
-std::string full_url(const std::string& url, const values::Value& default_route);
 
 }  // namespace utility_manager

@@ -1,15 +1,20 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include "host/failures.h"
 #include "tests/fakes/fake_client.h"
+#include "tests/json.h"
 #include "utility_manager/catalogue/icon_data_uri.h"
+#include "utility_manager/host/failures.h"
 #include "utility_manager/utility_manager.h"
+
+using namespace utility_manager;
 
 namespace utility_manager {
 namespace {
 
 namespace fs = std::filesystem;
+using values::json;
+using values::read_json;
 using values::Value;
 
 const char* const first = "data:image/png;base64,MQ==";
@@ -25,10 +30,11 @@ class Icons : public testing::Test {
   }
 
   Value icon_of(const UtilityInfo& info) const {
-    return manager->_add_icon_to_utility_info(info).at("icon");
+    PluginPlaces places;
+    return member(with_icon(info, places), "icon");
   }
 
-  fakes::FakeClient client{nullptr};
+  fakes::FakeClient client;
   const std::string icon = client.directory.write("plugins/p/icon.png", "1");
   const UtilityInfo record{Value{{"plugin_name", "p"}, {"icon_path", "icon.png"}}};
   const std::shared_ptr<UtilityServerManager> manager = std::make_shared<UtilityServerManager>();
@@ -53,21 +59,21 @@ TEST_F(Icons, NameTheTypeByTheExtensionAlone) {
 TEST_F(Icons, AreLookedForInTheCandidatesInOrder) {
   const auto base = client.directory.path("b");
   client.directory.write("b/icons/sub/l.png", "");
-  EXPECT_EQ(UtilityServerManager::_resolve_icon_path("sub/l.png", base), "sub/l.png");
+  EXPECT_EQ(resolve_icon_path("sub/l.png", base), "sub/l.png");
   for (const char* folder : {"/assets/icons", "/static/icons", "/icons", ""}) {
     client.directory.write("b" + std::string(folder) + "/l.png", "");
-    EXPECT_EQ(UtilityServerManager::_resolve_icon_path("l.png", base), base + folder + "/l.png");
+    EXPECT_EQ(resolve_icon_path("l.png", base), base + folder + "/l.png");
   }
-  EXPECT_EQ(UtilityServerManager::_resolve_icon_path("l.png", {}), "l.png");
+  EXPECT_EQ(resolve_icon_path("l.png", {}), "l.png");
 }
 
 TEST_F(Icons, AreReadAgainOnlyWhenTheTimeIsAnother) {
-  const auto loaded = manager->_load_icon_as_base64(icon, record);
+  const auto loaded = load_icon(icon, record);
   replace();
-  EXPECT_EQ(manager->_load_icon_as_base64(icon, record), loaded);
+  EXPECT_EQ(load_icon(icon, record), loaded);
   EXPECT_EQ(*loaded, first);
   replace(-60);
-  EXPECT_EQ(*manager->_load_icon_as_base64(icon, record), second);
+  EXPECT_EQ(*load_icon(icon, record), second);
   EXPECT_EQ(record.icons.entries().size(), 1U);
 }
 
@@ -82,20 +88,20 @@ TEST_F(Icons, GoToACopyAndNeverBack) {
 
 TEST_F(Icons, LeaveWithTheirRecordAtARefresh) {
   client.add_plugin("p", {{{"utility_name", "u"}, {"icon_path", "icon.png"}}});
-  EXPECT_EQ(icon_of(*manager->_get_utility_info("u")), first);
+  EXPECT_EQ(icon_of(*manager->catalogue().find("u")), first);
   replace();
-  EXPECT_EQ(icon_of(*manager->_get_utility_info("u")), first);
-  manager->refresh_utility_registry();
-  EXPECT_EQ(icon_of(*manager->_get_utility_info("u")), second);
+  EXPECT_EQ(icon_of(*manager->catalogue().find("u")), first);
+  manager->catalogue().refresh();
+  EXPECT_EQ(icon_of(*manager->catalogue().find("u")), second);
 }
 
 TEST_F(Icons, AreNullForWhatCanNotBeRead) {
   const auto fifo = client.directory.path("fifo");
   ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
   for (const std::string& path : {std::string(), "/no" + icon, client.directory.path(), fifo}) {
-    EXPECT_EQ(manager->_load_icon_as_base64(path, record), nullptr) << path;
+    EXPECT_EQ(load_icon(path, record), nullptr) << path;
   }
-  EXPECT_EQ(manager->_load_icon_as_base64({}, record), nullptr);
+  EXPECT_EQ(load_icon({}, record), nullptr);
   EXPECT_TRUE(record.icons.entries().empty());
 }
 
@@ -112,9 +118,10 @@ TEST_F(Icons, TakeThePlaceOfTheirPathInACopy) {
       {"{}", R"({"icon":null})"},
   };
   for (const auto& [fields, copy] : cases) {
-    const UtilityInfo info(Value::parse(fields));
-    EXPECT_EQ(manager->_add_icon_to_utility_info(info).dump(), copy);
-    EXPECT_EQ(info.fields.dump(), fields);
+    const UtilityInfo info(read_json(fields));
+    PluginPlaces places;
+    EXPECT_EQ(json_of(with_icon(info, places)), json(copy));
+    EXPECT_EQ(json_of(info.fields), json(fields));
   }
   EXPECT_EQ(client.calls["get_plugin_dir"], 3);
 }

@@ -1,8 +1,12 @@
 #include <filesystem>
 
-#include "platform/failures.h"
-#include "platform/files.h"
+#include <unistd.h>
+
 #include "tests/utility_manager/manager_fixture.h"
+#include "utility_manager/platform/failures.h"
+#include "utility_manager/platform/files.h"
+
+using namespace utility_manager;
 
 namespace fs = std::filesystem;
 
@@ -19,7 +23,7 @@ class StateFiles : public FakeProcessTest {
 
   void SetUp() override {
     FakeProcessTest::SetUp();
-    inspection.processes[alive] = 1000;
+    processes.living[alive] = 1000;
   }
 
   void write_bytes(const std::string& name, const std::string& bytes) {
@@ -42,7 +46,7 @@ TEST_F(StateFiles, AreWrittenExactly) {
   info.utility_name = "笔记";
   info.port = 8890;
   info.pid = 42;
-  info.config = {{"b", "ä\n"}, {"a", {1, 2.0}}};
+  info.config = {{"b", "ä\n"}, {"a", List{1, 2.0}}};
   info.create_time = 1700000000;
   info.process = std::make_shared<FakeHandle>(42);
   info.stderr_buffer = std::make_shared<utility_manager::StderrBuffer>();
@@ -87,15 +91,14 @@ TEST_F(StateFiles, ComeBackAsRecords) {
        }},
       {{{"create_time", 5}}, [](auto& info) { return info.create_time == 5; }},
       {{{"create_time", nullptr}}, [](auto& info) { return info.create_time.is_null(); }},
-      {Value::object(),
+      {Mapping(),
        [&](auto& info) {
-         return info.create_time == now && info.config == Value::object() && !info.lang &&
+         return info.create_time == now && info.config == Mapping() && !info.lang &&
                 !info.studio_url && !info.group_name && !info.process && !info.stderr_buffer;
        }},
       {{{"lang", ""}, {"studio_url", nullptr}, {"config", nullptr}, {"utility_name", nullptr}},
        [](auto& info) {
-         return !info.lang && !info.studio_url && info.config == Value::object() &&
-                !info.utility_name;
+         return !info.lang && !info.studio_url && info.config == Mapping() && !info.utility_name;
        }},
       {{{"lang", "zh"}, {"studio_url", "u"}, {"group_name", "lab"}, {"unknown", 1}},
        [](auto& info) { return info.lang == "zh" && info.studio_url == "u" && !info.group_name; }},
@@ -138,7 +141,9 @@ TEST_F(StateFiles, TheSurvivalFilter) {
       {R"({"pid": ALIVE, "port": 1})", removed},
       {R"({"server_id": "", "pid": ALIVE, "port": 1})", removed},
       {R"({"server_id": 5, "pid": DEAD, "port": 1})", stays},
-      {R"({"server_id": "../id", "pid": DEAD, "port": 1})", stays},
+      {R"({"server_id": "../outside", "pid": DEAD, "port": 1})", stays},
+      {R"({"server_id": "../outside", "pid": ALIVE, "port": 1})", stays},
+      {R"({"server_id": "../outside", "pid": 0})", stays},
       {R"({"server_id": "id", "pid": "1", "port": 1})", stays},
       {R"({"server_id": "id", "pid": true, "port": 1})", stays},
       {R"({"server_id": "id", "pid": 1.5, "port": 1})", stays},
@@ -150,6 +155,7 @@ TEST_F(StateFiles, TheSurvivalFilter) {
       {R"({"server_id": "other", "pid": DEAD, "port": 1})", stays},
       {R"({"server_id": "other", "pid": ALIVE})", stays},
   };
+  client.directory.write("config/outside.json", "somebody else's");
   for (auto [bytes, fate] : cases) {
     for (const auto& [name, pid] : {std::pair("ALIVE", alive), {"DEAD", dead}}) {
       if (const auto at = bytes.find(name); at != bytes.npos) {
@@ -167,7 +173,7 @@ TEST_F(StateFiles, TheSurvivalFilter) {
   fs::create_directory(manager->state_dir() + "/folder.json");
   write_bytes("id.txt", R"({"pid": 0})");
   load();
-  EXPECT_TRUE(has_file("folder.json") && has_file("id.txt"));
+  EXPECT_TRUE(has_file("folder.json") && has_file("id.txt") && has_file("../outside.json"));
 }
 
 TEST_F(StateFiles, AStaleFileTakesItsRecordAlong) {
@@ -184,7 +190,7 @@ TEST_F(StateFiles, AStaleFileTakesItsRecordAlong) {
 
 TEST_F(StateFiles, AnOwnInstanceKeepsItsHandleUntilItDies) {
   fake_children();
-  inspection.processes.erase(alive);
+  processes.living.erase(alive);
   offer("kept", {{"persistent", true}});
   const auto kept = start_id("kept");
   const auto volatile_id = (offer("notes"), start_id("notes"));
@@ -221,11 +227,11 @@ TEST_F(StateFiles, TheTableMayChangeDuringALoad) {
   write_state("a", {{"pid", alive}, {"port", 1}});
   write_state("b", {{"pid", dead}, {"port", 2}});
   bool nested = false;
-  inspection.before = [&](const std::string& call, std::int64_t pid) {
+  processes.before = [&](const std::string& call, std::int64_t pid) {
     if (call != "pid_exists" || pid != alive || std::exchange(nested, true)) return;
     load();  // `lock` isn't held
     EXPECT_TRUE(manager->stop_utility_server("a"));
-    inspection.processes[alive] = 1000;  // not the one that was stopped
+    processes.living[alive] = 1000;  // not the one that was stopped
   };
   load();
   EXPECT_FALSE(record("a"));
@@ -244,6 +250,9 @@ TEST_F(StateFiles, AnUnrelatedProcessIsNeverAdopted) {
       {997, {"sleep"}, false},
       {997.9, {"python", "--server-id", "other"}, false},
       {997, {"python", "--server-id", "id"}, true},
+      {1060, {"sleep"}, true},
+      {1061, {"sleep"}, false},
+      {1061, {"python", "--server-id", "id"}, true},
       {997, {}, true},
       {nullptr, {"sleep"}, true},
       {0, {"sleep"}, true},
@@ -252,38 +261,47 @@ TEST_F(StateFiles, AnUnrelatedProcessIsNeverAdopted) {
   };
   for (const auto& [create_time, command_line, adopted] : cases) {
     forget_all();
-    inspection.command_lines[alive] = command_line;
+    processes.command_lines[alive] = command_line;
     write_state("id", {{"pid", alive}, {"create_time", create_time}});
     load();
     EXPECT_EQ(record("id") != nullptr, adopted) << create_time;
     EXPECT_EQ(has_file("id.json"), adopted) << create_time;
   }
-  EXPECT_EQ(inspection.kills, std::vector<std::string>());
-  EXPECT_TRUE(inspection.processes.contains(alive));
+  forget_all();  // the moment of the load is no creation time
+  processes.command_lines[alive] = {"sleep"};
+  adopt("id", alive, 8890);
+  EXPECT_TRUE(record("id"));
+  for (const std::int64_t pid : {std::int64_t{::getpid()}, std::int64_t{::getppid()}, 1L}) {
+    forget_all();
+    adopt("id", pid, 8890);
+    EXPECT_FALSE(record("id") || has_file("id.json")) << pid;
+  }
+  EXPECT_EQ(processes.kills, std::vector<std::string>());
+  EXPECT_TRUE(processes.living.contains(alive));
 }
 
 TEST_F(StateFiles, ALaterOwnerOfTheIdIsADeadInstance) {
   adopt("id", alive, 8890);
-  inspection.processes[alive] += 1;
+  processes.living[alive] += 1;
   load();
   EXPECT_FALSE(record("id") || has_file("id.json"));
 
-  inspection.before = [](const std::string& call, std::int64_t) {
-    if (call == "pin" || call == "identity") throw std::runtime_error("can't be known");
+  processes.before = [](const std::string& call, std::int64_t) {
+    if (call == "find") throw std::runtime_error("can't be known");
   };
   adopt("id", alive, 8890, {{"create_time", 5}});
   EXPECT_TRUE(record("id"));
-  inspection.processes.erase(alive);
+  processes.living.erase(alive);
   load();
   EXPECT_FALSE(record("id"));
-  inspection.before = nullptr;
+  processes.before = nullptr;
 }
 
 using RealStateFiles = ManagerTest;
 
 TEST_F(RealStateFiles, OutliveTheirManager) {
   offer("kept", {{"persistent", true}, {"require_group_name", true}});
-  const auto server_id = start("kept", "lab", {{"名", 1}}).at("server_id").get<std::string>();
+  const auto server_id = member(start("kept", "lab", {{"名", 1}}), "server_id").text();
   const auto original = record(server_id);
   auto later = std::make_shared<UtilityServerManager>();
   const auto adopted = later->servers().at(0);
@@ -291,7 +309,7 @@ TEST_F(RealStateFiles, OutliveTheirManager) {
   EXPECT_EQ(adopted->create_time, original->create_time);
   EXPECT_EQ(adopted->group_name, "lab");
   EXPECT_EQ(adopted->studio_url, original->studio_url);
-  EXPECT_TRUE(adopted->pinned && !adopted->process && later->is_utility_server_running(server_id));
+  EXPECT_TRUE(adopted->adopted && !adopted->process && later->is_utility_server_running(server_id));
   EXPECT_TRUE(later->stop_utility_server(server_id));
   EXPECT_EQ(original->process->poll(), -9);
   manager->_handle_server_died(server_id);

@@ -2,11 +2,18 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/json.h"
+#include "utility_manager/registration/placement.h"
 #include "utility_manager/utility_manager.h"
+
+using namespace utility_manager;
 
 namespace utility_manager {
 namespace {
 
+using values::List;
+using values::Mapping;
+using values::read_json;
 using values::Value;
 using Registration = UtilityRegistration;
 
@@ -17,7 +24,7 @@ const char* const defaults =
     R"("display_location":"default"})";
 
 std::string canonical(const std::string& data) {
-  return Registration::from_dict(Value::parse(data), "demo").to_dict().dump();
+  return json_of(Registration::from_dict(read_json(data), "demo").to_dict());
 }
 
 TEST(Registration, BringsEachFieldToItsForm) {
@@ -39,9 +46,9 @@ TEST(Registration, BringsEachFieldToItsForm) {
        R"({"access_level": "ORG_ADMIN", "display_location": "navbar", "plugin_name": "own"})"},
   };
   for (const auto& [data, changes] : cases) {
-    auto expected = Value::parse(defaults);
-    expected.update(Value::parse(changes));
-    EXPECT_EQ(canonical(data), expected.dump()) << data;
+    auto expected = read_json(defaults);
+    update(expected, read_json(changes));
+    EXPECT_EQ(canonical(data), json_of(expected)) << data;
   }
 }
 
@@ -55,21 +62,21 @@ TEST(Registration, KnowsLevelsAndPlacesHoweverTheyAreWritten) {
   }
   for (const char* place : {"navbar", " NAV\u001f", "TopNav", "top", "header\n"}) {
     EXPECT_EQ(Registration::_normalize_display_location(place), "navbar") << place;
-    EXPECT_TRUE(UtilityServerManager::_utility_is_navbar({{"display_location", place}}));
+    EXPECT_TRUE(is_navbar({{"display_location", place}}));
   }
   for (const Value& place : {Value("SPACE_TOOLS"), Value("nav bar"), Value(""), Value(true),
-                             Value(), Value(0), Value::array({"nav"})}) {
+                             Value(), Value(0), Value(List{"nav"})}) {
     EXPECT_EQ(Registration::_normalize_display_location(place), "default") << place;
-    EXPECT_FALSE(UtilityServerManager::_utility_is_navbar({{"display_location", place}}));
+    EXPECT_FALSE(is_navbar({{"display_location", place}}));
   }
-  EXPECT_FALSE(UtilityServerManager::_utility_is_navbar(Value::object()));
+  EXPECT_FALSE(is_navbar(Mapping()));
 }
 
 TEST(Registration, RefusesOnlyABadAccessLevelAndWhatIsNoMapping) {
   for (const char* data : {"null", "[]", R"("u")", R"({"access_level": null})",
                            R"({"access_level": ["ALL"]})", R"({"access_level": true})"}) {
     EXPECT_THROW(canonical(data), TypeError) << data;
-    EXPECT_THROW(Registration::_convert_legacy_access_fields(Value::parse(data)), TypeError);
+    EXPECT_THROW(Registration::_convert_legacy_access_fields(read_json(data)), TypeError);
   }
 }
 
@@ -77,7 +84,7 @@ TEST(Registration, CarriesUnknownKeysBehindTheFieldsInTheirOrder) {
   const auto record = canonical(
       R"({"zeta":1,"persistent":1,"create_exp_entry":[],"utility_name":"u","extra":{"a":1}})");
   EXPECT_TRUE(record.ends_with(
-      R"("display_location":"default","zeta":1,"create_exp_entry":[],"extra":{"a":1}})"));
+      R"("display_location": "default", "zeta": 1, "create_exp_entry": [], "extra": {"a": 1}})"));
   EXPECT_EQ(canonical(record), record);
 }
 
@@ -89,8 +96,8 @@ TEST(Registration, NormalisesNothingByItself) {
   EXPECT_EQ(copy, record);
   copy.extra = {{"title", "in place"}, {"k", 1}};
   EXPECT_NE(copy, record);
-  EXPECT_EQ(copy.to_dict().size(), 15U);
-  EXPECT_EQ(copy.to_dict().at("title"), "in place");
+  EXPECT_EQ(copy.to_dict().mapping().size(), 15U);
+  EXPECT_EQ(member(copy.to_dict(), "title"), "in place");
   EXPECT_EQ(record.text_form(),
             "UtilityRegistration(utility_name='u', title='', en_title='', description='', "
             "en_description='', script_path='', default_route='/', require_group_name=False, "

@@ -1,7 +1,9 @@
 #include <chrono>
 
-#include "platform/files.h"
 #include "tests/utility_manager/manager_fixture.h"
+#include "utility_manager/platform/files.h"
+
+using namespace utility_manager;
 
 class Monitor : public FakeProcessTest {
  protected:
@@ -9,7 +11,7 @@ class Monitor : public FakeProcessTest {
     FakeProcessTest::SetUp();
     fake_children();
     client.add_plugin("plugin", {utility("notes", {{"require_group_name", true}})});
-    manager->refresh_utility_registry();
+    manager->catalogue().refresh();
   }
 };
 
@@ -21,11 +23,11 @@ TEST_F(Monitor, TakesTheDeadOffTheBooks) {
   adopt("unaskable", first_pid + 13, 9003);
   children[0]->on_poll = []() -> std::optional<int> { throw std::runtime_error("broken"); };
   children[1]->terminate();  // what has its id now says nothing
-  inspection.processes[children[1]->pid()] = 1;
+  processes.living[children[1]->pid()] = 1;
   children[1]->on_poll = [] { return 0; };
-  inspection.processes.erase(first_pid + 11);
-  ++inspection.processes[first_pid + 12];
-  inspection.before = [&](const std::string& call, std::int64_t pid) {
+  processes.living.erase(first_pid + 11);
+  ++processes.living[first_pid + 12];
+  processes.before = [&](const std::string& call, std::int64_t pid) {
     if (call == "exists" && pid == first_pid + 13) throw std::runtime_error("broken");
   };
   system.let_monitor_pass();
@@ -34,10 +36,10 @@ TEST_F(Monitor, TakesTheDeadOffTheBooks) {
   EXPECT_FALSE(record("dead") || record("replaced"));
   EXPECT_TRUE(platform::path_exists(manager->_state_file_path("alive")));
   EXPECT_FALSE(platform::path_exists(manager->_state_file_path("dead")));
-  EXPECT_EQ(inspection.kills, std::vector<std::string>());
+  EXPECT_EQ(processes.kills, std::vector<std::string>());
 
-  inspection.before = nullptr;
-  inspection.processes.erase(first_pid + 13);
+  processes.before = nullptr;
+  processes.living.erase(first_pid + 13);
   children[0]->on_poll = [] { return 1; };
   system.let_monitor_pass();
   EXPECT_EQ(manager->used_ports(), std::set<std::int64_t>({8892, 9000}));

@@ -1,38 +1,28 @@
+#include "utility_manager/supervision/process_control.h"
+
+#include <gtest/gtest.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 
-#include "platform/child_process.h"
-#include "platform/failures.h"
-#include "platform/native_inspection.h"
 #include "tests/fakes/fake_client.h"
 #include "tests/fakes/fake_system.h"
-#include "tests/platform/child.h"
-#include "utility_manager/utility_manager.h"
+#include "tests/utility_manager/platform/child.h"
+#include "utility_manager/platform/child_process.h"
+#include "utility_manager/platform/failures.h"
 
+using namespace utility_manager;
 using fakes::FakeHandle;
-using fakes::FakeInspection;
+using fakes::FakeProcesses;
 using platform::Signal;
-using utility_manager::UtilityServerManager;
 
 namespace {
 
 using Signals = std::vector<std::pair<std::int64_t, Signal>>;
 using Lines = std::vector<std::string>;
 
-bool is_alive(std::int64_t pid) {
-  return UtilityServerManager::_is_process_alive(pid);
-}
-bool kill_tree(std::int64_t pid) {
-  return UtilityServerManager::_kill_process_tree(pid);
-}
-
-bool stop(const std::shared_ptr<platform::ProcessHandle>& process, std::int64_t pid) {
-  return UtilityServerManager::_stop_utility_process(process, pid);
-}
-
 /// A process whose parent is another child of ours, which collects it at once and then ends.
 struct Stranger {
-  std::shared_ptr<platform::ChildProcess> parent;
+  std::shared_ptr<platform::ProcessHandle> parent;
   std::int64_t pid = 0;
 
   explicit Stranger(const std::string& disposition)
@@ -53,29 +43,26 @@ class AnyLayer : public testing::TestWithParam<const char*> {
 
   bool is_absent() const { return std::string(GetParam()) == "none"; }
 
-  fakes::LibraryInspection library;
   fakes::FakeSystem system;
-  fakes::FakeClient client{is_absent()                            ? nullptr
-                           : std::string(GetParam()) == "library" ? &library
-                                                                  : platform::native_inspection()};
+  fakes::FakeClient client{is_absent() ? platform::bare_processes() : platform::native_processes()};
 };
 
-INSTANTIATE_TEST_SUITE_P(Layers, AnyLayer, testing::Values("native", "library", "none"),
+INSTANTIATE_TEST_SUITE_P(Layers, AnyLayer, testing::Values("native", "none"),
                          [](const auto& layer) { return layer.param; });
 
 TEST_P(AnyLayer, Liveness) {
   const auto child = start_shell("exec sleep 1000");
-  EXPECT_TRUE(is_alive(child->pid()));
-  EXPECT_TRUE(is_alive(::getpid()));
+  EXPECT_TRUE(is_process_alive(child->pid()));
+  EXPECT_TRUE(is_process_alive(::getpid()));
   child->kill();
   wait_for_zombie(*child);
-  EXPECT_TRUE(is_alive(child->pid()));
+  EXPECT_TRUE(is_process_alive(child->pid()));
   child->poll();
   for (const auto pid : {child->pid(), std::int64_t{0}, std::int64_t{-1}, -std::int64_t{getpid()},
                          (std::int64_t{1} << 32) + 1, INT64_MIN, INT64_MAX}) {
-    EXPECT_FALSE(is_alive(pid)) << pid;
-    EXPECT_TRUE(kill_tree(pid)) << pid;
-    EXPECT_TRUE(stop(nullptr, pid)) << pid;
+    EXPECT_FALSE(is_process_alive(pid)) << pid;
+    EXPECT_TRUE(kill_process_tree(pid)) << pid;
+    EXPECT_TRUE(stop_utility_process(nullptr, pid)) << pid;
   }
   EXPECT_EQ(system.signals, Signals());
 }
@@ -84,10 +71,10 @@ TEST_P(AnyLayer, AnOwnChildIsAskedToEndAndItsDescendantsAreLeftAlone) {
   const auto child = start_shell("sleep 1000 & echo $!; wait");
   const auto bystander = start_shell("exec sleep 1000");
   const auto descendant = std::stoll(next_line(*child->output_stream()));
-  EXPECT_TRUE(stop(child, bystander->pid()));  // the handle goes before the id
+  EXPECT_TRUE(stop_utility_process(child, bystander->pid()));  // the handle goes before the id
   EXPECT_EQ(child->returncode(), -SIGTERM);
   EXPECT_EQ(bystander->poll(), std::nullopt);
-  EXPECT_TRUE(is_alive(descendant));
+  EXPECT_TRUE(is_process_alive(descendant));
   EXPECT_EQ(system.signals, Signals());
   ::kill(static_cast<pid_t>(descendant), SIGKILL);
   ::waitpid(static_cast<pid_t>(descendant), nullptr, 0);
@@ -98,46 +85,44 @@ TEST_P(AnyLayer, AnOwnChildIsAskedToEndAndItsDescendantsAreLeftAlone) {
 TEST_P(AnyLayer, AnEndedChildIsCollected) {
   const auto child = start_shell("exit 5");
   wait_for_zombie(*child);
-  EXPECT_TRUE(stop(child, 0));
+  EXPECT_TRUE(stop_utility_process(child, 0));
   EXPECT_EQ(child->returncode(), 5);
-  EXPECT_TRUE(stop(child, 0));
+  EXPECT_TRUE(stop_utility_process(child, 0));
   EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);
 }
 
 TEST_P(AnyLayer, AStrangerIsEndedByItsId) {
   const Stranger stranger("SIG_DFL");
   system.on_sleep = [&](double) { stranger.parent->wait(60); };  // it has gone by the next look
-  EXPECT_TRUE(stop(nullptr, stranger.pid));
-  EXPECT_FALSE(is_alive(stranger.pid));
-  EXPECT_EQ(system.signals, is_absent() ? Signals({{stranger.pid, Signal::terminate}}) : Signals());
+  EXPECT_TRUE(stop_utility_process(nullptr, stranger.pid));
+  EXPECT_FALSE(is_process_alive(stranger.pid));
+  EXPECT_EQ(system.signals, Signals());  // it was reached by more than its number
   EXPECT_EQ(stranger.parent->wait(60), 0);
 }
 
 TEST_P(AnyLayer, AStubbornStrangerIsKilled) {
   const Stranger stranger("SIG_IGN");
   const double begin = system.wall_clock();
-  const bool gone = kill_tree(stranger.pid);
+  const bool gone = kill_process_tree(stranger.pid);
   EXPECT_EQ(stranger.parent->wait(60), 0);
-  EXPECT_FALSE(is_alive(stranger.pid));
+  EXPECT_FALSE(is_process_alive(stranger.pid));
   if (is_absent()) {
     EXPECT_GE(system.wall_clock(), begin + 4.99);
     EXPECT_LE(system.wall_clock(), begin + 5.11);
-    EXPECT_EQ(system.signals,
-              Signals({{stranger.pid, Signal::terminate}, {stranger.pid, Signal::kill}}));
   } else {
     EXPECT_TRUE(gone);
     EXPECT_EQ(system.wall_clock(), begin);
-    EXPECT_EQ(system.signals, Signals());
   }
+  EXPECT_EQ(system.signals, Signals());
 }
 
 TEST_P(AnyLayer, ATreeIsEndedOnlyByALayer) {
   const auto root = start_shell("sh -c 'sleep 1000 & echo $!; wait' & exec sleep 1000");
   const auto leaf = std::stoll(next_line(*root->output_stream()));
   system.on_sleep = [&](double) { root->wait(60); };
-  EXPECT_TRUE(kill_tree(root->pid()));
+  EXPECT_TRUE(kill_process_tree(root->pid()));
   EXPECT_EQ(root->wait(60), is_absent() ? -SIGTERM : -SIGKILL);
-  EXPECT_EQ(is_alive(leaf), is_absent());
+  EXPECT_EQ(is_process_alive(leaf), is_absent());
   if (is_absent()) ::kill(static_cast<pid_t>(leaf), SIGKILL);
   while (is_absent() && ::waitpid(-1, nullptr, 0) > 0) continue;
   EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);  // a layer has collected all of it
@@ -146,48 +131,48 @@ TEST_P(AnyLayer, ATreeIsEndedOnlyByALayer) {
 /// Processes that exist only here, and a system that obeys the tests.
 class ProcessControl : public testing::Test {
  protected:
-  static constexpr auto pid = FakeInspection::first_pid;
+  static constexpr auto pid = FakeProcesses::first_pid;
 
   void SetUp() override {
-    inspection.processes = {{pid, 0}, {pid + 1, 0}, {pid + 2, 0}};
-    inspection.descendants[pid] = {pid + 1, pid + 2};
+    processes.living = {{pid, 0}, {pid + 1, 0}, {pid + 2, 0}};
+    processes.descendants[pid] = {pid + 1, pid + 2};
     system.on_signal = [this](std::int64_t id, Signal signal) {
-      if (signal == Signal::kill) inspection.processes.erase(id);
+      if (signal == Signal::kill) processes.living.erase(id);
     };
-    system.on_command = [this] { inspection.processes.erase(pid); };
+    system.on_command = [this] { processes.living.erase(pid); };
   }
 
   void fail_at(const std::string& call, std::function<void()> failure) {
-    inspection.before = [call, failure](const std::string& asked, std::int64_t) {
+    processes.before = [call, failure](const std::string& asked, std::int64_t) {
       if (asked == call) failure();
     };
   }
 
-  FakeInspection inspection;
+  FakeProcesses processes;
   fakes::FakeSystem system;
-  fakes::FakeClient client{&inspection};
+  fakes::FakeClient client{processes};
 };
 
 const Lines whole_tree = {"kill 8388609", "kill 8388610", "kill 8388608", "wait 5.0"};
 
 TEST_F(ProcessControl, ATreeIsKilledFromItsLeavesOn) {
-  EXPECT_TRUE(kill_tree(pid));
-  EXPECT_EQ(inspection.kills, whole_tree);
+  EXPECT_TRUE(kill_process_tree(pid));
+  EXPECT_EQ(processes.kills, whole_tree);
   EXPECT_EQ(system.signals, Signals());
 
-  inspection.kills.clear();
+  processes.kills.clear();
   SetUp();
-  inspection.stubborn = {pid + 1, pid};
-  EXPECT_TRUE(kill_tree(pid));  // by the platform's own means
+  processes.stubborn = {pid + 1, pid};
+  EXPECT_TRUE(kill_process_tree(pid));  // by the platform's own means
   auto twice = whole_tree;
   twice.insert(twice.end(), {"kill 8388609", "kill 8388608"});
-  EXPECT_EQ(inspection.kills, twice);
+  EXPECT_EQ(processes.kills, twice);
   EXPECT_EQ(system.signals, Signals({{pid, Signal::terminate}, {pid, Signal::kill}}));
 }
 
 TEST_F(ProcessControl, FailuresOfTheLayer) {
-  const auto gone = [] { throw host::NoSuchProcess("gone"); };
-  const auto denied = [] { throw host::AccessDenied("refused"); };
+  const auto gone = [] { throw platform::NoSuchProcess(); };
+  const auto denied = [] { throw platform::AccessDenied(); };
   const auto broken = [] { throw std::runtime_error("broken"); };
   const auto passes = std::optional<bool>();
   const struct {
@@ -197,83 +182,87 @@ TEST_F(ProcessControl, FailuresOfTheLayer) {
     std::size_t platform_calls;  ///< taskkill, or SIGTERM and SIGKILL
     Lines kills;
   } cases[] = {
-      {"descendants", gone, true, 0, {}},
-      {"descendants", denied, true, 1, {}},
-      {"descendants", broken, true, 1, {}},
-      {"kill", gone, true, 1, {}},
-      {"kill", denied, true, 1, {}},
-      {"kill", broken, passes, 0, {"kill 8388609"}},
-      {"wait_procs", broken, passes, 0, whole_tree},
-      {"wait_procs", gone, passes, 0, whole_tree},
+      {"descendants", gone, true, 0, {}},      {"descendants", denied, true, 1, {}},
+      {"descendants", broken, true, 1, {}},    {"kill", gone, true, 1, {}},
+      {"kill", denied, true, 1, {}},           {"kill", broken, passes, 0, {"kill 8388609"}},
+      {"wait", broken, passes, 0, whole_tree}, {"wait", gone, passes, 0, whole_tree},
   };
   for (const bool windows : {false, true}) {
     system.windows = windows;
     for (const auto& [call, failure, result, platform_calls, kills] : cases) {
       SetUp();
-      inspection.kills.clear();
+      processes.kills.clear();
       system.signals.clear();
       system.commands.clear();
       fail_at(call, failure);
       if (result) {
-        EXPECT_EQ(kill_tree(pid), *result) << call;
+        EXPECT_EQ(kill_process_tree(pid), *result) << call;
       } else {
-        EXPECT_THROW(kill_tree(pid), std::runtime_error) << call;
+        EXPECT_THROW(kill_process_tree(pid), std::runtime_error) << call;
       }
       EXPECT_EQ(system.signals.size(), windows ? 0 : 2 * platform_calls) << call;
       EXPECT_EQ(system.commands.size(), windows ? platform_calls : 0) << call;
       if (!result) {
-        EXPECT_EQ(inspection.kills, kills) << call;
+        EXPECT_EQ(processes.kills, kills) << call;
       }
     }
   }
-  for (const char* call : {"pid_exists", "process", "is_running"}) {
-    fail_at(call, broken);
-    EXPECT_FALSE(is_alive(pid)) << call;
-  }
+  fail_at("pid_exists", broken);
+  EXPECT_FALSE(is_process_alive(pid));
 }
 
 TEST_F(ProcessControl, AProcessThatVanishesMeanwhile) {
-  int looks = 0;
-  fail_at("process", [&] {
-    if (++looks == 2) inspection.processes.clear();  // after the liveness test
-  });
-  EXPECT_TRUE(kill_tree(pid));
-  EXPECT_EQ(inspection.kills, Lines());
+  fail_at("find", [&] { processes.living.clear(); });  // after the liveness test
+  EXPECT_TRUE(kill_process_tree(pid));
+  EXPECT_EQ(processes.kills, Lines());
   EXPECT_EQ(system.signals, Signals());
 
-  inspection.before = nullptr;
+  processes.before = nullptr;
   for (const auto lost : {Signal::terminate, Signal::kill}) {
     SetUp();
-    inspection.stubborn = {pid};
+    processes.stubborn = {pid};
     system.on_signal = [lost](std::int64_t, Signal signal) {
-      if (signal == lost) throw platform::ProcessLookupError();
+      if (signal == lost) throw platform::NoSuchProcess();
     };
-    EXPECT_TRUE(kill_tree(pid));
+    EXPECT_TRUE(kill_process_tree(pid));
     EXPECT_EQ(system.signals.back(), std::pair(pid, lost));
-    EXPECT_TRUE(is_alive(pid));
+    EXPECT_TRUE(is_process_alive(pid));
   }
 }
 
+TEST_F(ProcessControl, ALaterOwnerOfTheIdIsLeftAlone) {
+  const auto recycle = [this] { ++processes.living[pid]; };
+  processes.stubborn = {pid};
+  fail_at("wait", recycle);
+  EXPECT_TRUE(kill_process_tree(pid));
+  EXPECT_EQ(processes.kills, whole_tree);
+  EXPECT_EQ(system.signals, Signals());
+  processes.before = nullptr;
+  system.on_signal = [&](std::int64_t, Signal) { recycle(); };
+  EXPECT_TRUE(kill_process_tree(pid));
+  EXPECT_EQ(system.signals, Signals({{pid, Signal::terminate}}));
+}
+
 TEST_F(ProcessControl, WhatCantBeEndedIsToldSo) {
-  inspection.stubborn = {pid};
+  processes.stubborn = {pid};
   system.on_signal = [](std::int64_t, Signal) { throw platform::SystemError(1); };
-  EXPECT_FALSE(kill_tree(pid));
+  EXPECT_FALSE(kill_process_tree(pid));
   EXPECT_EQ(system.signals.size(), 1u);
   system.windows = true;
   system.on_command = [] { throw std::runtime_error("too long"); };
-  EXPECT_FALSE(kill_tree(pid));
+  EXPECT_FALSE(kill_process_tree(pid));
   EXPECT_EQ(system.commands, Lines({"taskkill /F /T /PID 8388608 15.0 134217728"}));
 }
 
 TEST_F(ProcessControl, WindowsEndsTheTreeWithoutALayerToo) {
-  fakes::FakeClient without_layer(nullptr);
+  fakes::FakeClient without_layer;
   system.windows = true;
   const auto root = start_shell("exec sleep 1000");
   system.on_command = [&] {
     root->kill();
     root->wait(60);
   };
-  EXPECT_TRUE(kill_tree(root->pid()));
+  EXPECT_TRUE(kill_process_tree(root->pid()));
   EXPECT_EQ(system.commands.size(), 1u);
   EXPECT_EQ(system.signals, Signals());
 }
@@ -282,30 +271,30 @@ TEST_F(ProcessControl, PoliteStops) {
   std::optional<int> code;
   const auto child = std::make_shared<FakeHandle>(pid);
   child->on_poll = [&] { return code; };
-  EXPECT_TRUE(stop(child, 7));  // it hangs for the whole wait
+  EXPECT_TRUE(stop_utility_process(child, 7));  // it hangs for the whole wait
   EXPECT_EQ(child->waits, (std::vector<std::optional<double>>{5.0}));
-  EXPECT_EQ(inspection.kills, whole_tree);
+  EXPECT_EQ(processes.kills, whole_tree);
 
   SetUp();
   child->on_terminate = [] { throw platform::SystemError(1); };
-  EXPECT_TRUE(stop(child, 0));
+  EXPECT_TRUE(stop_utility_process(child, 0));
   EXPECT_EQ(child->waits.size(), 1u);
-  EXPECT_FALSE(is_alive(pid));
+  EXPECT_FALSE(is_process_alive(pid));
 
   SetUp();
-  inspection.kills.clear();
+  processes.kills.clear();
   child->on_terminate = [&] { code = 0; };
-  EXPECT_TRUE(stop(child, 0));
-  EXPECT_EQ(inspection.kills, Lines());
+  EXPECT_TRUE(stop_utility_process(child, 0));
+  EXPECT_EQ(processes.kills, Lines());
 
   SetUp();
   child->on_terminate = [] { FAIL(); };
-  EXPECT_TRUE(stop(child, 0));  // it has ended, and still its id counts as alive
-  EXPECT_EQ(inspection.kills, whole_tree);
+  EXPECT_TRUE(stop_utility_process(child, 0));  // it has ended, and still its id counts as alive
+  EXPECT_EQ(processes.kills, whole_tree);
 
   SetUp();
   child->on_poll = []() -> std::optional<int> { throw std::runtime_error("can't be asked"); };
   const auto no_id = std::make_shared<FakeHandle>(0);
-  EXPECT_TRUE(stop(no_id, 0));
-  EXPECT_THROW(stop(child, pid), std::runtime_error);
+  EXPECT_TRUE(stop_utility_process(no_id, 0));
+  EXPECT_THROW(stop_utility_process(child, pid), std::runtime_error);
 }

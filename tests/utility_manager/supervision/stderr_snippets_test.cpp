@@ -1,5 +1,9 @@
+#include <cmath>
+
 #include "tests/fakes/pipe_stream.h"
 #include "tests/utility_manager/manager_fixture.h"
+
+using namespace utility_manager;
 
 /// One instance, whose standard error comes through a pipe of ours.
 class StderrSnippets : public FakeProcessTest {
@@ -111,8 +115,8 @@ TEST_F(StderrSnippets, WhoRuns) {
   start_child(false);
   adopt("adopted", first_pid + 7, 9000);
   adopt("replaced", first_pid + 8, 9001);
-  inspection.before = [](const std::string& call, std::int64_t) {
-    if (call == "pin") throw std::runtime_error("can't be held");
+  processes.before = [](const std::string& call, std::int64_t) {
+    if (call == "find") throw std::runtime_error("can't be held");
   };
   adopt("unpinned", first_pid + 9, 9002);
   const std::string ids[] = {server_id, "adopted", "replaced", "unpinned"};
@@ -120,9 +124,9 @@ TEST_F(StderrSnippets, WhoRuns) {
   EXPECT_FALSE(manager->is_utility_server_running("unknown"));
   EXPECT_EQ(manager->get_utility_stderr_snippet("adopted"), "");
   children[0]->on_poll = [] { return 0; };  // whoever has its id now
-  inspection.processes.erase(first_pid + 7);
-  inspection.processes.erase(first_pid + 9);
-  ++inspection.processes[first_pid + 8];
+  processes.living.erase(first_pid + 7);
+  processes.living.erase(first_pid + 9);
+  ++processes.living[first_pid + 8];
   for (const auto& id : ids) EXPECT_FALSE(manager->is_utility_server_running(id)) << id;
   EXPECT_EQ(manager->servers().size(), 4u);
 }

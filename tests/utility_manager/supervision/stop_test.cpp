@@ -1,7 +1,9 @@
 #include <sys/wait.h>
 
-#include "platform/files.h"
 #include "tests/utility_manager/manager_fixture.h"
+#include "utility_manager/platform/files.h"
+
+using namespace utility_manager;
 
 namespace {
 
@@ -15,7 +17,7 @@ class Stop : public FakeProcessTest {
     FakeProcessTest::SetUp();
     fake_children();
     client.add_plugin("plugin", {utility("notes"), utility("kept", persistent)});
-    manager->refresh_utility_registry();
+    manager->catalogue().refresh();
   }
 
   bool has_file(const std::string& server_id) {
@@ -33,7 +35,7 @@ TEST_F(RealStop, AChildItsPortAndItsFileGo) {
   EXPECT_EQ(child->returncode(), -15);
   EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);
   expect_empty_books();
-  EXPECT_EQ(start("kept").at("port"), 8890);
+  EXPECT_EQ(member(start("kept"), "port"), 8890);
 }
 
 TEST_F(Stop, AnUnknownInstanceLeavesItsFile) {
@@ -49,25 +51,25 @@ TEST_F(Stop, AnAdoptedInstanceIsKilledAtOnce) {
   adopt("a", first_pid + 7, 8890);
   adopt("b", first_pid + 8, 8890);
   EXPECT_TRUE(manager->stop_utility_server("a"));
-  EXPECT_EQ(inspection.kills, std::vector<std::string>({"kill 8388615", "wait 5.0"}));
+  EXPECT_EQ(processes.kills, std::vector<std::string>({"kill 8388615", "wait 5.0"}));
   EXPECT_EQ(manager->servers().size(), 1u);
 }
 
 TEST_F(Stop, WhatHasGoneOrGivenItsIdAwayIsTakenOffTheBooks) {
   adopt("gone", first_pid + 7, 8890);
   adopt("replaced", first_pid + 8, 8891);
-  inspection.processes.erase(first_pid + 7);
-  inspection.processes[first_pid + 8] += 100;  // another process has the id now
+  processes.living.erase(first_pid + 7);
+  processes.living[first_pid + 8] += 100;  // another process has the id now
   EXPECT_TRUE(manager->stop_utility_server("gone"));
   EXPECT_TRUE(manager->stop_utility_server("replaced"));
-  EXPECT_EQ(inspection.kills, std::vector<std::string>());
-  EXPECT_TRUE(inspection.processes.contains(first_pid + 8));
+  EXPECT_EQ(processes.kills, std::vector<std::string>());
+  EXPECT_TRUE(processes.living.contains(first_pid + 8));
   expect_empty_books();
 }
 
 TEST_F(Stop, WhatCantBeEndedStaysOnTheBooks) {
   adopt("stubborn", first_pid, 8890);
-  inspection.stubborn = {first_pid};
+  processes.stubborn = {first_pid};
   system.on_signal = [](std::int64_t, platform::Signal) {};
   const auto expect_unchanged = [&] {
     EXPECT_FALSE(manager->stop_utility_server("stubborn"));
@@ -75,14 +77,14 @@ TEST_F(Stop, WhatCantBeEndedStaysOnTheBooks) {
     EXPECT_EQ(manager->used_ports(), std::set<std::int64_t>({8890}));
   };
   expect_unchanged();
-  inspection.before = [](const std::string& call, std::int64_t) {
+  processes.before = [](const std::string& call, std::int64_t) {
     if (call == "kill") throw std::runtime_error("broken");
   };
   expect_unchanged();
   manager->stop_all_utility_servers();
   EXPECT_TRUE(record("stubborn"));
-  inspection.before = nullptr;
-  inspection.stubborn.clear();
+  processes.before = nullptr;
+  processes.stubborn.clear();
   EXPECT_TRUE(manager->stop_utility_server("stubborn"));
 }
 
@@ -92,7 +94,7 @@ TEST_F(Stop, AllOfThemWhileTheMonitorGoesOn) {
   start("kept");
   adopt("stubborn", first_pid + 7, 9000);
   adopt("nameless", first_pid + 8, 9001, {{"utility_name", nullptr}});
-  inspection.stubborn = {first_pid + 7};
+  processes.stubborn = {first_pid + 7};
   system.on_signal = [](std::int64_t, platform::Signal) {};
   manager->stop_all_utility_servers();
   EXPECT_EQ(manager->servers().size(), 1u);
@@ -107,7 +109,7 @@ TEST_F(Stop, CleanupLeavesWhatIsPersistentByNow) {
   adopt("nameless", first_pid + 7, 9000, {{"utility_name", nullptr}});
   adopt("unregistered", first_pid + 8, 9001, {{"utility_name", "unknown"}});
   adopt("denied", first_pid + 9, 9002, {{"utility_name", "notes"}});
-  inspection.before = [&](const std::string& call, std::int64_t pid) {
+  processes.before = [&](const std::string& call, std::int64_t pid) {
     if (call == "kill" && pid == first_pid + 9) throw std::runtime_error("broken");
   };
   system.keep_monitor_awake();
@@ -119,7 +121,7 @@ TEST_F(Stop, CleanupLeavesWhatIsPersistentByNow) {
     EXPECT_EQ(manager->used_ports(), std::set<std::int64_t>({8891, 9000, 9002}));
     EXPECT_FALSE(manager->running() || manager->monitor_thread()->is_alive());
   }
-  inspection.before = nullptr;
+  processes.before = nullptr;
   offer("kept");  // persistent no longer
   manager->cleanup_all_servers();
   EXPECT_EQ(manager->servers().size(), 1u);

@@ -8,17 +8,25 @@
 
 #include <gtest/gtest.h>
 
-#include "host/failures.h"
-#include "platform/child_process.h"
-#include "platform/system.h"
 #include "tests/fakes/fake_client.h"
+#include "tests/json.h"
+#include "utility_manager/host/failures.h"
+#include "utility_manager/platform/child_process.h"
+#include "utility_manager/platform/system.h"
 #include "utility_manager/utility_manager.h"
 
-/// The real system, with a look at its probes and a hand on its signals.
+using namespace utility_manager;
+using values::json;
+using values::List;
+using values::Mapping;
+using values::read_json;
+using values::Value;
+
+/// The real system, with a look at its probes and a hand on its sleeps.
 class ProbedSystem : public platform::System {
  public:
-  std::function<void(std::int64_t pid)> on_probe;   ///< before it is answered
-  std::function<void(std::int64_t pid)> on_signal;  ///< in place of it
+  std::function<void(std::int64_t pid)> on_probe;  ///< before it is answered
+  std::function<void()> on_sleep;                  ///< in place of it
   mutable std::atomic<int> probes = 0;
 
   bool can_signal(std::int64_t pid) const override {
@@ -27,17 +35,17 @@ class ProbedSystem : public platform::System {
     return System::can_signal(pid);
   }
 
-  void signal(std::int64_t pid, platform::Signal signal) const override {
-    on_signal ? on_signal(pid) : System::signal(pid, signal);
-  }
+  void sleep(double seconds) const override { on_sleep ? on_sleep() : System::sleep(seconds); }
 
  private:
   platform::BindSystem binding_{*this};
 };
 
-/// A live process, ended and collected at the latest with the object.
+/// A live process that carries a server_id, ended and collected at the latest with the object.
 class Process {
  public:
+  explicit Process(const std::string& server_id)
+      : child_(platform::spawn_child({"/bin/sh", "-c", "kill -STOP $$", server_id})) {}
   ~Process() { end(); }
 
   std::int64_t pid() const { return child_->pid(); }
@@ -48,37 +56,39 @@ class Process {
   }
 
  private:
-  const std::shared_ptr<platform::ChildProcess> child_ = platform::spawn_child({"sleep", "600"});
+  const std::shared_ptr<platform::ProcessHandle> child_;
 };
 
 /// A client with one plugin, and a manager that adopts live processes as its instances.
 class AdoptedTest : public testing::Test {
  protected:
-  explicit AdoptedTest(host::ProcessInspection* psutil = nullptr) : client(psutil) {}
+  explicit AdoptedTest(const platform::ProcessTable& table = platform::bare_processes())
+      : client(table) {}
 
   void start(const std::string& registrations) {
-    const auto items = values::Value::parse(registrations);
-    plugin = client.add_plugin("p", {items.begin(), items.end()});
+    const auto items = read_json(registrations);
+    plugin = client.add_plugin("p", items.list());
     manager = std::make_shared<utility_manager::UtilityServerManager>();
     client.calls.clear();
   }
 
   /// Adopts a new instance; `fields` are what its state file holds beyond the usual.
   void adopt(const std::string& server_id, std::int64_t port, const std::string& fields = "{}") {
+    const auto& process = processes.try_emplace(server_id, server_id).first->second;
     values::Value file = {{"server_id", server_id},
                           {"port", port},
-                          {"pid", processes[server_id].pid()},
+                          {"pid", process.pid()},
                           {"create_time", 1700000000},
                           {"require_group_name", true}};
-    file.update(values::Value::parse(fields));
-    client.directory.write(state_file(server_id), file.dump());
+    update(file, read_json(fields));
+    client.directory.write(state_file(server_id), json_of(file));
     manager->_load_persisted_states();
   }
 
   /// Ends the process of an instance that only the server table knows.
   void end_unseen(const std::string& server_id) {
     std::filesystem::remove(client.directory.path(state_file(server_id)));
-    processes[server_id].end();
+    processes.at(server_id).end();
   }
 
   static std::string state_file(const std::string& server_id) {
@@ -88,7 +98,7 @@ class AdoptedTest : public testing::Test {
   /// The value under `key` of each record, in order.
   static std::string each(const values::Value& records, const char* key) {
     std::string text;
-    for (const auto& record : records) text += record.at(key).get<std::string>() + " ";
+    for (const auto& record : records.list()) text += member(record, key).text() + " ";
     return text;
   }
 

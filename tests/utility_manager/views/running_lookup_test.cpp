@@ -1,5 +1,7 @@
 #include "tests/utility_manager/views/adopted.h"
 
+using namespace utility_manager;
+
 namespace utility_manager {
 namespace {
 
@@ -24,15 +26,16 @@ TEST_F(RunningLookUp, MatchesNameAndGroupExactly) {
   };
   for (const auto& [name, group, found, path] : cases) {
     const auto record = manager->_find_running_utility(name, group);
-    EXPECT_EQ(record.at("server_id"), found);
-    EXPECT_EQ(record.at("url"), "http://127.0.0.1:7000" + std::string(path));
+    ASSERT_TRUE(record);
+    EXPECT_EQ(record->instance->server_id, found);
+    EXPECT_EQ(record->url, "http://127.0.0.1:7000" + std::string(path));
   }
   for (const auto& [name, group] : std::map<std::string, std::optional<std::string>>{
            {"demo", "g2"}, {"demo ", {}}, {"Demo", "g1"}, {"other", {}}, {"none", {}}, {"", {}}}) {
-    EXPECT_EQ(manager->_find_running_utility(name, group), nullptr) << name;
+    EXPECT_FALSE(manager->_find_running_utility(name, group)) << name;
   }
   for (const char* group : {"", "G1"}) {
-    EXPECT_EQ(manager->_find_running_utility("demo", group), nullptr) << group;
+    EXPECT_FALSE(manager->_find_running_utility("demo", group)) << group;
   }
 }
 
@@ -42,22 +45,23 @@ TEST_F(RunningLookUp, GivesARecordOfItsOwnForm) {
   adopt("a", 8001, R"({"utility_name": "demo", "group_name": "g", "lang": "de",
                        "studio_url": "http://s"})");
   adopt("b", 8002, R"({"utility_name": "gone"})");
-  EXPECT_EQ(manager->_find_running_utility("demo", "g").dump(),
-            R"({"server_id":"a","utility_name":"demo","port":8001,)"
-            R"("local_url":"http://localhost:8001",)"
-            R"("url":"http://127.0.0.1:7000/group_utility/g/demo","default_route":"/app",)"
-            R"("group_name":"g","lang":"de","studio_url":"http://s",)"
-            R"("icon":"data:image/png;base64,MQ=="})");
+  EXPECT_EQ(json_of(to_value(*manager->_find_running_utility("demo", "g"), Shown::by_look_up)),
+            json(R"({"server_id":"a","utility_name":"demo","port":8001,)"
+                 R"("local_url":"http://localhost:8001",)"
+                 R"("url":"http://127.0.0.1:7000/group_utility/g/demo","default_route":"/app",)"
+                 R"("group_name":"g","lang":"de","studio_url":"http://s",)"
+                 R"("icon":"data:image/png;base64,MQ=="})"));
   EXPECT_EQ(client.calls,
             (std::map<std::string, int>{
                 {"get_gui_addr", 1}, {"get_default_config_dir", 1}, {"get_plugin_dir", 1}}));
-  EXPECT_EQ(manager->_get_utility_info("demo")->icons.entries().size(), 1U);
-  EXPECT_EQ(manager->_find_running_utility("gone").dump(),
-            R"({"server_id":"b","utility_name":"gone","port":8002,)"
-            R"("local_url":"http://localhost:8002","url":"http://127.0.0.1:7000/utility/gone",)"
-            R"("default_route":"/","icon":null})");
+  EXPECT_EQ(manager->catalogue().find("demo")->icons.entries().size(), 1U);
+  EXPECT_EQ(
+      json_of(to_value(*manager->_find_running_utility("gone"), Shown::by_look_up)),
+      json(R"({"server_id":"b","utility_name":"gone","port":8002,)"
+           R"("local_url":"http://localhost:8002","url":"http://127.0.0.1:7000/utility/gone",)"
+           R"("default_route":"/","icon":null})"));
   end_unseen("a");
-  EXPECT_EQ(manager->_find_running_utility("demo", "g"), nullptr);
+  EXPECT_FALSE(manager->_find_running_utility("demo", "g"));
   EXPECT_EQ(manager->used_ports(), std::set<std::int64_t>{8002});
 }
 

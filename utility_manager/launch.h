@@ -1,0 +1,23 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "utility_manager/platform/process_handle.h"
+#include "utility_manager/stderr_buffer.h"
+
+namespace utility_manager {
+
+/// A child that has survived the watch, and what it writes to its standard error.
+struct LaunchedProcess {
+  std::shared_ptr<platform::ProcessHandle> process;
+  std::shared_ptr<StderrBuffer> stderr_buffer;
+};
+
+/// Spawns a utility with its output relayed, and watches it. Fails with `RuntimeError` and the
+/// message for the user when it can't be spawned or has ended at the end of the watch; then no
+/// child is left. Blocks for the watch, after an early death for up to the grace time more.
+LaunchedProcess launch(const std::vector<std::string>& process_args);
+
+}  // namespace utility_manager

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <sys/types.h>
+
+#include "utility_manager/platform/process_handle.h"
+
+namespace utility_manager::platform {
+
+/// What `System::spawn` does. A handle that is dropped while its child runs leaves the child to a
+/// later call, which collects it once it has ended.
+std::shared_ptr<ProcessHandle> spawn_child(const std::vector<std::string>& arguments);
+
+/// The handle of the child with this id, where there still is one.
+std::shared_ptr<ProcessHandle> own_child(pid_t pid);
+
+}  // namespace utility_manager::platform

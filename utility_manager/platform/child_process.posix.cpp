@@ -1,0 +1,162 @@
+#include "utility_manager/platform/child_process.h"
+
+#include <cerrno>
+#include <chrono>
+#include <mutex>
+#include <stdexcept>
+#include <unordered_map>
+#include <utility>
+
+#include <fcntl.h>
+#include <signal.h>
+
+#include "utility_manager/platform/deadline.h"
+#include "utility_manager/platform/failures.h"
+#include "utility_manager/platform/process_reference.h"
+#include "utility_manager/platform/spawn.h"
+#include "utility_manager/platform/system.h"
+
+namespace utility_manager::platform {
+namespace {
+
+class ChildProcess : public ProcessHandle {
+ public:
+  ChildProcess(pid_t pid, std::shared_ptr<Stream> output, std::shared_ptr<Stream> error)
+      : reference_(pid), output_(std::move(output)), error_(std::move(error)) {}
+  ~ChildProcess() override;
+
+  std::int64_t pid() const override { return reference_.pid(); }
+  std::optional<int> poll() override;
+  void terminate() override { send(SIGTERM); }
+  void kill() override { send(SIGKILL); }
+  std::optional<int> wait(std::optional<double> seconds) override;
+  std::optional<int> returncode() const override;
+  std::shared_ptr<Stream> output_stream() const override { return output_; }
+  std::shared_ptr<Stream> error_stream() const override { return error_; }
+  bool id_has_new_owner() const override;
+  const ProcessReference* watched() const override { return &reference_; }
+
+ private:
+  std::optional<int> poll_locked();
+  void send(int signal);
+
+  ProcessReference reference_;
+  const std::shared_ptr<Stream> output_;
+  const std::shared_ptr<Stream> error_;
+  mutable std::mutex mutex_;
+  std::optional<int> returncode_;  ///< guarded by `mutex_`
+};
+
+struct Children {
+  std::mutex mutex;
+  std::unordered_map<pid_t, std::weak_ptr<ChildProcess>> handles;
+  std::vector<ProcessReference> dropped;  ///< they still ran when their handles went
+};
+
+Children& children() {
+  static Children* const all = new Children;  // handles outlive static destruction
+  return *all;
+}
+
+void collect_dropped_children() {
+  Children& all = children();
+  const std::lock_guard guard(all.mutex);
+  std::erase_if(all.dropped, [](const ProcessReference& child) {
+    return child.collect().state != ChildState::running;
+  });
+}
+
+ChildProcess::~ChildProcess() {
+  const bool ended = poll().has_value();
+  Children& all = children();
+  const std::lock_guard guard(all.mutex);
+  const auto entry = all.handles.find(reference_.pid());
+  if (entry != all.handles.end() && entry->second.expired()) all.handles.erase(entry);
+  if (!ended) all.dropped.push_back(std::move(reference_));
+}
+
+std::optional<int> ChildProcess::poll() {
+  const std::lock_guard guard(mutex_);
+  return poll_locked();
+}
+
+std::optional<int> ChildProcess::poll_locked() {
+  if (returncode_) return returncode_;
+  const ChildStatus status = reference_.collect();
+  if (status.state != ChildState::running) returncode_ = status.exit_code;
+  return returncode_;
+}
+
+std::optional<int> ChildProcess::wait(std::optional<double> seconds) {
+  const Deadline deadline(seconds);
+  bool seen_ended = false;
+  for (;;) {
+    const auto code = poll();
+    if (code || deadline.passed()) return code;
+    // No descriptor to wait on, or a tracer that still keeps the status from us.
+    constexpr std::chrono::milliseconds between_looks(50);
+    const bool look_again = seen_ended || !reference_.wait_for_end(deadline);
+    if (look_again) deadline.pause(between_looks);
+    seen_ended = true;
+  }
+}
+
+std::optional<int> ChildProcess::returncode() const {
+  const std::lock_guard guard(mutex_);
+  return returncode_;
+}
+
+void ChildProcess::send(int signal) {
+  const std::lock_guard guard(mutex_);
+  if (poll_locked()) return;
+  const int failure = reference_.signal(signal);
+  if (failure != 0 && failure != ESRCH) throw SystemError(failure);
+}
+
+bool ChildProcess::id_has_new_owner() const {
+  return returncode() && !reference_.exists() && process_exists(reference_.pid());
+}
+
+}  // namespace
+
+std::shared_ptr<ProcessHandle> spawn_child(const std::vector<std::string>& arguments) {
+  collect_dropped_children();
+  Pipe output = make_pipe();
+  Pipe error = make_pipe();
+  const pid_t pid = start_program(arguments, output.write_end, error.write_end);
+  output.write_end.close();
+  error.write_end.close();
+  const auto child =
+      std::make_shared<ChildProcess>(pid, std::make_shared<Stream>(output.read_end.release()),
+                                     std::make_shared<Stream>(error.read_end.release()));
+  Children& all = children();
+  const std::lock_guard guard(all.mutex);
+  all.handles.insert_or_assign(pid, child);
+  return child;
+}
+
+std::shared_ptr<ProcessHandle> own_child(pid_t pid) {
+  Children& all = children();
+  const std::lock_guard guard(all.mutex);
+  const auto entry = all.handles.find(pid);
+  return entry == all.handles.end() ? nullptr : entry->second.lock();
+}
+
+std::shared_ptr<ProcessHandle> System::spawn(const std::vector<std::string>& arguments,
+                                             std::uint32_t /*flags*/) const {
+  return spawn_child(arguments);
+}
+
+void System::run_command(const std::vector<std::string>& arguments, double seconds,
+                         std::uint32_t /*flags*/) const {
+  const char* const sink = "/dev/null";
+  const Descriptor output = above_standard(Descriptor(::open(sink, O_WRONLY | O_CLOEXEC)));
+  if (!output) throw SystemError(errno, sink);
+  ChildProcess command(start_program(arguments, output, output), nullptr, nullptr);
+  if (command.wait(seconds)) return;
+  command.kill();
+  command.wait(std::nullopt);
+  throw std::runtime_error("command '" + arguments.front() + "' took too long");
+}
+
+}  // namespace utility_manager::platform

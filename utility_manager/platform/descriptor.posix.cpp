@@ -1,0 +1,33 @@
+#include "utility_manager/platform/descriptor.h"
+
+#include <cerrno>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <unistd.h>
+
+#include "utility_manager/platform/deadline.h"
+
+namespace utility_manager::platform {
+
+bool Descriptor::close() {
+  if (number_ < 0) return true;
+  return ::close(release()) == 0 || errno == EINTR;  // it is closed after EINTR too
+}
+
+Descriptor above_standard(Descriptor descriptor) {
+  if (!descriptor || descriptor.number() > STDERR_FILENO) return descriptor;
+  return Descriptor(::fcntl(descriptor.number(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+}
+
+bool wait_until_ready(int descriptor, short events, const Deadline& deadline) {
+  pollfd entry{.fd = descriptor, .events = events, .revents = 0};
+  for (;;) {
+    const int count = ::poll(&entry, 1, deadline.milliseconds_left());
+    if (count > 0) return true;
+    if (count < 0 && errno != EINTR) return false;
+    if (deadline.passed()) return false;
+  }
+}
+
+}  // namespace utility_manager::platform

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+namespace utility_manager::platform {
+
+/// A refusal of the operating system. The text is "[Errno N] text" or "[Errno N] text: 'path'".
+class SystemError : public std::runtime_error {
+ public:
+  explicit SystemError(int code);
+  SystemError(int code, const std::string& path);
+
+  int code() const { return code_; }
+
+  /// Empty where the text names none.
+  const std::string& path() const { return path_; }
+
+ private:
+  int code_;
+  std::string path_;
+};
+
+/// The process has gone.
+struct NoSuchProcess : SystemError {
+  NoSuchProcess();
+};
+
+/// The operating system refuses to let the client touch a process.
+struct AccessDenied : SystemError {
+  AccessDenied();
+};
+
+/// There is no process inspection.
+struct NotInspected : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+/// A spawn that failed for another reason than a refusal of the operating system.
+struct SubprocessError : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+}  // namespace utility_manager::platform

@@ -1,0 +1,138 @@
+#include "utility_manager/platform/files.h"
+
+#include <cerrno>
+#include <memory>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "utility_manager/platform/descriptor.h"
+#include "utility_manager/platform/failures.h"
+#include "utility_manager/platform/paths.h"
+
+namespace utility_manager::platform {
+namespace {
+
+struct CloseDirectory {
+  void operator()(DIR* directory) const { ::closedir(directory); }
+};
+using Directory = std::unique_ptr<DIR, CloseDirectory>;
+
+void refuse_nul(const std::string& path) {
+  if (path.find('\0') != path.npos) throw SystemError(ENOENT, path);
+}
+
+bool look_at(const std::string& path, struct stat& status) {
+  return path.find('\0') == path.npos && ::stat(path.c_str(), &status) == 0;
+}
+
+/// Appends to `bytes` until the end of the file; gives an error number, 0 for none.
+int read_to_end(const Descriptor& file, std::string& bytes) {
+  char buffer[16 * 1024];
+  for (;;) {
+    const ssize_t count = ::read(file.number(), buffer, sizeof buffer);
+    if (count == 0) return 0;
+    if (count > 0) bytes.append(buffer, static_cast<std::size_t>(count));
+    if (count < 0 && errno != EINTR) return errno;
+  }
+}
+
+/// Reads a regular file and nothing else, so that it never waits for a writer.
+int read_regular_file(int directory, const char* path, std::string& bytes) {
+  const Descriptor file(::openat(directory, path, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  if (!file) return errno;
+  struct stat status;
+  if (::fstat(file.number(), &status) != 0) return errno;
+  if (S_ISDIR(status.st_mode)) return EISDIR;
+  if (!S_ISREG(status.st_mode)) return EINVAL;
+  return read_to_end(file, bytes);
+}
+
+int write_all(const Descriptor& file, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t count = ::write(file.number(), bytes.data(), bytes.size());
+    if (count >= 0) bytes.remove_prefix(static_cast<std::size_t>(count));
+    if (count < 0 && errno != EINTR) return errno;
+  }
+  return 0;
+}
+
+}  // namespace
+
+bool path_exists(const std::string& path) {
+  struct stat status;
+  return look_at(path, status);
+}
+
+bool is_regular_file(const std::string& path) {
+  struct stat status;
+  return look_at(path, status) && S_ISREG(status.st_mode);
+}
+
+std::string read_file(const std::string& path) {
+  refuse_nul(path);
+  std::string bytes;
+  const int failure = read_regular_file(AT_FDCWD, path.c_str(), bytes);
+  if (failure != 0) throw SystemError(failure, path);
+  return bytes;
+}
+
+void write_file(const std::string& path, std::string_view bytes) {
+  refuse_nul(path);
+  constexpr int flags = O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_CLOEXEC;
+  Descriptor file(::open(path.c_str(), flags, 0666));
+  if (!file) throw SystemError(errno, path);
+  const int failure = write_all(file, bytes);
+  if (failure != 0) throw SystemError(failure, path);
+  if (!file.close()) throw SystemError(errno, path);
+}
+
+void remove_file(const std::string& path) {
+  refuse_nul(path);
+  if (::unlink(path.c_str()) != 0) throw SystemError(errno, path);
+}
+
+void create_directories(const std::string& path) {
+  refuse_nul(path);
+  constexpr mode_t mode = 0777;
+  if (::mkdir(path.c_str(), mode) == 0) return;
+  int failure = errno;
+  const std::string parent = directory_part(path);
+  if (failure == ENOENT && !parent.empty() && parent != path) {
+    create_directories(parent);
+    if (::mkdir(path.c_str(), mode) == 0) return;
+    failure = errno;
+  }
+  struct stat status;
+  if (!look_at(path, status) || !S_ISDIR(status.st_mode)) throw SystemError(failure, path);
+}
+
+std::optional<double> modification_time(const std::string& path) {
+  struct stat status;
+  if (!look_at(path, status)) return std::nullopt;
+  return static_cast<double>(status.st_mtim.tv_sec) +
+         1e-9 * static_cast<double>(status.st_mtim.tv_nsec);
+}
+
+std::vector<DirectoryFile> read_directory(const std::string& directory, std::string_view suffix) {
+  refuse_nul(directory);
+  const Directory listing(::opendir(directory.c_str()));
+  if (!listing) throw SystemError(errno, directory);
+  std::vector<DirectoryFile> files;
+  for (;;) {
+    errno = 0;
+    const dirent* const entry = ::readdir(listing.get());
+    if (entry == nullptr) break;
+    if (!std::string_view(entry->d_name).ends_with(suffix)) continue;
+    std::string bytes;
+    const int failure = read_regular_file(::dirfd(listing.get()), entry->d_name, bytes);
+    DirectoryFile& file = files.emplace_back(DirectoryFile{.name = entry->d_name, .bytes = {}});
+    if (failure == 0) file.bytes = std::move(bytes);
+  }
+  if (errno != 0) throw SystemError(errno, directory);
+  return files;
+}
+
+}  // namespace utility_manager::platform

@@ -1,0 +1,40 @@
+#include "utility_manager/platform/system.h"
+
+#include <algorithm>
+#include <chrono>
+#include <thread>
+#include <utility>
+
+namespace utility_manager::platform {
+namespace {
+
+const System*& in_use() {
+  static const System* current = new System;  // outlives every thread
+  return current;
+}
+
+}  // namespace
+
+double System::wall_clock() const {
+  const auto now = std::chrono::system_clock::now().time_since_epoch();
+  return std::chrono::duration<double>(now).count();
+}
+
+void System::sleep(double seconds) const {
+  if (!(seconds > 0)) return;
+  constexpr double longest = 3e9;  // a lifetime; the clock's own range ends somewhat later
+  std::this_thread::sleep_for(std::chrono::duration<double>(std::min(seconds, longest)));
+}
+
+const System& system() {
+  return *in_use();
+}
+
+BindSystem::BindSystem(const System& replacement)
+    : previous_(std::exchange(in_use(), &replacement)) {}
+
+BindSystem::~BindSystem() {
+  in_use() = previous_;
+}
+
+}  // namespace utility_manager::platform

@@ -1,0 +1,83 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "utility_manager/platform/process.h"
+#include "utility_manager/platform/process_handle.h"
+
+namespace utility_manager::platform {
+
+/// Windows' process creation flags, by the names and values that it gives them.
+inline constexpr std::uint32_t CREATE_NEW_PROCESS_GROUP = 0x00000200;
+inline constexpr std::uint32_t CREATE_NO_WINDOW = 0x08000000;
+
+/// The door to what a test wants to move or to make fail: clock, children, signals, ports.
+/// The base class is the real system; a fake derives from it and overrides what it needs.
+/// Members may be called from any thread, and block only where they say so.
+class System {
+ public:
+  virtual ~System() = default;
+
+  /// True selects the Windows branches.
+  virtual bool is_windows() const;
+
+  /// Seconds since the Unix epoch.
+  virtual double wall_clock() const;
+
+  /// Blocks the calling thread.
+  virtual void sleep(double seconds) const;
+
+  /// Starts a child with its output and error streams on pipes; standard input, environment and
+  /// working directory are inherited, no other descriptor is. `flags` has a meaning on Windows
+  /// only. Fails with `SystemError` in the text that Python gives for it.
+  virtual std::shared_ptr<ProcessHandle> spawn(const std::vector<std::string>& arguments,
+                                               std::uint32_t flags) const;
+
+  /// Signals the one process that has this id. Fails with `NoSuchProcess` when there is none (a pid
+  /// below 1 or beyond the system's range never names one), with `SystemError` when it is refused.
+  virtual void signal(std::int64_t pid, Signal signal) const;
+
+  /// True when a signal could be sent to the process; nothing is delivered.
+  virtual bool can_signal(std::int64_t pid) const;
+
+  /// Runs a command to its end with its output captured and dropped; ends it and fails with
+  /// `std::runtime_error` when it takes longer than `seconds`. Blocks.
+  virtual void run_command(const std::vector<std::string>& arguments, double seconds,
+                           std::uint32_t flags) const;
+
+  /// True when a TCP socket can be bound to 127.0.0.1 and this port. Fails with `SystemError` when
+  /// no socket can be made.
+  virtual bool can_bind(std::int64_t port) const;
+
+  /// The first port from `first` to `last` that isn't in `except` and can be bound in the same way;
+  /// nothing when there is none. Fails with `SystemError` when it has to ask and no socket can be
+  /// made.
+  virtual std::optional<std::int64_t> first_bindable(std::int64_t first, std::int64_t last,
+                                                     const std::set<std::int64_t>& except) const;
+
+  /// A random UUID of version 4 in its canonical text.
+  virtual std::string random_uuid() const;
+};
+
+/// The system in use.
+const System& system();
+
+/// Puts `replacement` in place of the system for a scope. For tests: no thread may be using the
+/// system when the scope begins or ends.
+class BindSystem {
+ public:
+  explicit BindSystem(const System& replacement);
+  BindSystem(const BindSystem&) = delete;
+  BindSystem& operator=(const BindSystem&) = delete;
+  ~BindSystem();
+
+ private:
+  const System* previous_;
+};
+
+}  // namespace utility_manager::platform

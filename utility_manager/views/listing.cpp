@@ -1,0 +1,111 @@
+#include "utility_manager/views/listing.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "utility_manager/access/access.h"
+#include "utility_manager/addresses.h"
+#include "utility_manager/host/services.h"
+#include "utility_manager/values/members.h"
+#include "utility_manager/values/text_form.h"
+#include "utility_manager/values/truthiness.h"
+
+namespace utility_manager {
+
+using values::Value;
+
+std::vector<RunningEntry> Listing::entries(const ServerTable::Records& instances) {
+  std::vector<RunningEntry> result;
+  result.reserve(instances.size());
+  for (const auto& instance : instances) result.push_back(entry(instance));
+  return result;
+}
+
+GroupedEntries Listing::grouped_entries(const ServerTable::Records& instances) {
+  GroupedEntries result;
+  std::unordered_map<std::string, std::size_t> places;
+  for (const auto& instance : instances) {
+    auto shown = entry(instance);
+    if (!instance->group_name) {
+      result.without_group.push_back(std::move(shown));
+      continue;
+    }
+    const auto [place, is_new] = places.try_emplace(*instance->group_name, places.size());
+    if (is_new) result.by_group.emplace_back(*instance->group_name, std::vector<RunningEntry>());
+    result.by_group[place->second].second.push_back(std::move(shown));
+  }
+  return result;
+}
+
+RunningEntry Listing::entry(const ServerTable::Record& instance) {
+  auto result = local_entry(instance);
+  result.url = url(
+      result, result.utility && values::truthy_at(result.utility->fields, "require_group_name"));
+  if (result.utility) result.icon = load_registered_icon(*result.utility, places_);
+  return result;
+}
+
+RunningEntry Listing::found_entry(const ServerTable::Record& instance) {
+  auto result = local_entry(instance);
+  result.url = url(result, instance->group_name.has_value());
+  if (result.utility) result.icon = load_registered_icon(*result.utility, places_);
+  return result;
+}
+
+RunningEntry Listing::local_entry(const ServerTable::Record& instance) {
+  RunningEntry result{.instance = instance, .utility = {}, .local_url = {}, .url = {}, .icon = {}};
+  if (instance->utility_name) result.utility = utility(*instance->utility_name);
+  result.local_url = local_address(instance->port);
+  return result;
+}
+
+const UtilityInfoPtr& Listing::utility(const std::string& utility_name) {
+  const auto known = utilities_.find(utility_name);
+  if (known != utilities_.end()) return known->second;
+  return utilities_.emplace(utility_name, catalogue_.find(utility_name)).first->second;
+}
+
+std::string Listing::url(const RunningEntry& entry, bool require_group_name) {
+  if (!studio_address_) {
+    studio_address_ = gui_address_or_fallback(host::services().local->get_gui_addr());
+  }
+  return mapped_url(*studio_address_, entry.instance->utility_name.value_or(""),
+                    entry.instance->group_name, require_group_name);
+}
+
+Value Listing::view_entry(const UtilityInfo& utility, const RunningEntry* running,
+                          const std::optional<std::string>& group_name) {
+  const auto* const route = values::find_member(utility.fields, "default_route");
+  UtilityInfo shown(utility);
+  auto& fields = shown.fields.mapping();
+  fields["is_running"] = running != nullptr;
+  if (running) {
+    fields["server_id"] = running->instance->server_id;
+    fields["port"] = running->instance->port;
+    fields["local_url"] = running->local_url;
+    fields["url"] = running->url;
+    fields["full_url"] = running->url + values::text_form(route ? *route : absent::route());
+    if (group_name) fields["group_name"] = *group_name;
+  }
+  return with_icon(shown, places_);
+}
+
+void Listing::fetch_permissions() {
+  permissions_ = user_permissions();
+}
+
+bool Listing::may_use(const Value& utility, const std::optional<std::string>& group_name) {
+  return utility_manager::may_use(
+      utility, *permissions_, group_name,
+      [this](const std::string& group) { return administrates(group); });
+}
+
+bool Listing::administrates(const std::string& group_name) {
+  const auto known = group_decisions_.find(group_name);
+  if (known != group_decisions_.end()) return known->second;
+  const bool answer = check_org_admin_for_group(group_name, *permissions_);
+  group_decisions_.emplace(group_name, answer);
+  return answer;
+}
+
+}  // namespace utility_manager

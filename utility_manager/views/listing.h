@@ -1,0 +1,57 @@
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "utility_manager/catalogue/catalogue.h"
+#include "utility_manager/catalogue/plugin_places.h"
+#include "utility_manager/server_table.h"
+#include "utility_manager/values/value.h"
+#include "utility_manager/views/running_entry.h"
+
+namespace utility_manager {
+
+/// One list, look-up or view while it is made. Asks the client for nothing before it is needed, and
+/// for nothing twice. To be used without the manager's lock; belongs to one call and one thread.
+/// Lets failures of the client through.
+class Listing {
+ public:
+  explicit Listing(Catalogue& catalogue) : catalogue_(catalogue) {}
+
+  /// The instances as the running lists show them.
+  std::vector<RunningEntry> entries(const ServerTable::Records& instances);
+  GroupedEntries grouped_entries(const ServerTable::Records& instances);
+
+  /// An instance as the look-up shows it: for exactly its group, whatever is registered.
+  RunningEntry found_entry(const ServerTable::Record& instance);
+
+  /// What a view shows of a utility. `running` is null unless an instance of it runs where the view
+  /// looks; `group_name` is that place.
+  values::Value view_entry(const UtilityInfo& utility, const RunningEntry* running,
+                           const std::optional<std::string>& group_name);
+
+  /// The access decision with the user's rights, which are fetched once.
+  bool may_use(const values::Value& utility, const std::optional<std::string>& group_name);
+  void fetch_permissions();
+
+ private:
+  RunningEntry entry(const ServerTable::Record& instance);
+
+  /// The entry without its address through the Studio.
+  RunningEntry local_entry(const ServerTable::Record& instance);
+  const UtilityInfoPtr& utility(const std::string& utility_name);
+  std::string url(const RunningEntry& entry, bool require_group_name);
+  bool administrates(const std::string& group_name);
+
+  Catalogue& catalogue_;
+  PluginPlaces places_;
+  std::optional<std::string> studio_address_;
+  std::optional<values::Value> permissions_;
+  std::unordered_map<std::string, UtilityInfoPtr> utilities_;  ///< by name; null: not registered
+  std::map<std::string, bool> group_decisions_;
+};
+
+}  // namespace utility_manager

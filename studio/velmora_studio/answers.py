@@ -1,12 +1,18 @@
-"""Answers that the Studio gives itself, to HTTP requests and to WebSocket handshakes."""
+"""Answers that the Studio gives itself."""
 
 import json
 import math
+from collections.abc import Sequence
 from typing import Any
 
 from starlette.responses import Response
 
-from velmora_studio.upstream import Headers
+Headers = Sequence[tuple[bytes, bytes]]
+Answer = tuple[int, Headers, bytes]  # status, headers and body
+JSON_HEADERS: Headers = [
+    (b"content-type", b"application/json"),
+    (b"cache-control", b"no-store"),
+]
 
 
 def json_text(value: Any) -> str:
@@ -24,18 +30,15 @@ class JsonAnswer(Response):
         return json_text(content).encode()
 
 
-async def answer(scope: dict, send: Any, status: int, body: bytes, headers: Headers) -> None:
-    """Answers a request, or refuses a WebSocket, whose client sees no more than the status."""
-    kind = "websocket.http" if scope["type"] == "websocket" else "http"
+async def answer(send: Any, status: int, body: bytes, headers: Headers) -> None:
     length = (b"content-length", str(len(body)).encode())
     start = {"status": status, "headers": [*headers, length]}
-    await send({"type": f"{kind}.response.start", **start})
-    await send({"type": f"{kind}.response.body", "body": body})
+    await send({"type": "http.response.start", **start})
+    await send({"type": "http.response.body", "body": body})
 
 
-async def answer_json(scope: dict, send: Any, status: int, value: Any) -> None:
-    headers = [(b"content-type", b"application/json"), (b"cache-control", b"no-store")]
-    await answer(scope, send, status, json_text(value).encode(), headers)
+async def answer_json(send: Any, status: int, value: Any) -> None:
+    await answer(send, status, json_text(value).encode(), JSON_HEADERS)
 
 
 def _finite(value: Any) -> Any:

@@ -1,6 +1,7 @@
 """Addresses of utilities: /utility/<name>/... and /group_utility/<group>/<name>/..."""
 
 from dataclasses import dataclass
+from typing import Any
 from urllib.parse import quote, unquote_to_bytes
 
 NAMES_BY_KIND = {b"utility": 1, b"group_utility": 2}
@@ -23,10 +24,14 @@ def prefix_of(utility_name: str, group_name: str | None) -> str:
     return "/".join(["", kind, *(quote(name, safe="") for name in names)])
 
 
-def raw_path_of(scope: dict) -> bytes:
-    """The path as it was sent. The web server gives text for WebSockets and bytes otherwise."""
-    raw = scope["raw_path"]
-    return raw.encode("ascii", "surrogateescape") if isinstance(raw, str) else raw
+def told_prefix(registration: dict[str, Any], group_name: str) -> dict[str, str]:
+    """What a utility whose registration asks for it finds in its configuration."""
+    if not registration.get("prefix_in_config"):
+        return {}
+    in_navbar = registration.get("display_location") == "navbar"
+    runs_per_group = registration.get("require_group_name") and not in_navbar
+    name = registration["utility_name"]
+    return {"forward_prefix": prefix_of(name, group_name if runs_per_group else None)}
 
 
 def parse_address(raw_path: bytes) -> Address | None:

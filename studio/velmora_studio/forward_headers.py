@@ -5,83 +5,70 @@ not leave the utility's prefix.
 """
 
 import re
-from collections.abc import Iterable
+from functools import lru_cache
 
+from velmora_studio.answers import Headers
 from velmora_studio.forward_address import Address
-from velmora_studio.upstream import Headers
+from velmora_studio.forward_cookies import RESERVED, Cookies, name_of
+from velmora_studio.http_head import Request, connection_tokens, lines_of
 
 HOP_BY_HOP = {
     *(b"connection", b"keep-alive", b"proxy-authenticate", b"proxy-authorization"),
     *(b"proxy-connection", b"te", b"trailer", b"transfer-encoding", b"upgrade"),
 }
 # Told anew by the Studio, or, like `expect`, settled between the Studio and the browser.
-REPLACED = {b"host", b"origin", b"cookie", b"content-length", b"expect", b"forwarded", b"x-real-ip"}
+REPLACED = {
+    *(b"host", b"origin", b"cookie", b"content-length", b"expect", b"forwarded", b"x-real-ip"),
+    b"sec-websocket-extensions",  # such as compression, which would cost more than it saves here
+}
+# They would reach beyond the utility's own part of the origin that all utilities share.
+DROPPED = {b"service-worker-allowed", b"clear-site-data"}
 LOCATIONS = {b"location", b"content-location"}
-LONGEST_MEMORY = 100  # cookies of one utility
 
 
-class CookieNames:
-    """The names of the cookies that each utility has set. A browser sends a utility whatever it
-    holds for this computer; only what is the utility's own reaches it."""
-
-    def __init__(self) -> None:
-        self._names: dict[str, set[bytes]] = {}
-
-    def note(self, prefix: str, cookie: bytes) -> None:
-        names = self._names.setdefault(prefix, set())
-        if len(names) < LONGEST_MEMORY:
-            names.add(_cookie_name(cookie))
-
-    def own(self, prefix: str, header: bytes) -> bytes:
-        """The cookies of `header` that the utility has set. Of two with one name the first counts:
-        browsers put the longer path in front."""
-        names = self._names.get(prefix, set())
-        found: dict[bytes, bytes] = {}
-        for cookie in header.split(b";"):
-            if _cookie_name(cookie) in names:
-                found.setdefault(_cookie_name(cookie), cookie.strip())
-        return b"; ".join(found.values())
+def to_utility(request: Request, address: Address, port: int, cookies: Cookies) -> bytes:
+    """The headers of a request to the utility on `port`, but for those of a WebSocket."""
+    own = cookies.own(address.prefix, request.headers)
+    return _to_utility(request.headers, address.prefix, port, own)
 
 
-def to_utility(scope: dict, address: Address, port: int, cookies: CookieNames) -> Headers:
-    """The headers of a request to the utility on `port`."""
-    given = scope["headers"]
+@lru_cache(256)
+def _to_utility(given: Headers, prefix: str, port: int, cookie: bytes) -> bytes:
     values = dict(given)
     headers = [(b"host", _host(port))]
     headers += [(n, v) for n, v in _end_to_end(given) if not _is_replaced(n)]
     if b"origin" in values:  # the guard has let only the Studio's own through
         headers.append((b"origin", b"http://" + _host(port)))
-    own = cookies.own(address.prefix, b"; ".join(v for n, v in given if n == b"cookie"))
-    if own:
-        headers.append((b"cookie", own))
+    if cookie:
+        headers.append((b"cookie", cookie))
     if b"transfer-encoding" in values:
         headers.append((b"transfer-encoding", b"chunked"))
     elif b"content-length" in values:
         headers.append((b"content-length", values[b"content-length"]))
-    client = scope.get("client")
-    return headers + [
-        (b"x-forwarded-for", (client[0] if client else "127.0.0.1").encode()),
-        (b"x-forwarded-host", values.get(b"host", b"")),
+    headers += [
+        (b"x-forwarded-for", b"127.0.0.1"),
+        (b"x-forwarded-host", values[b"host"]),
         (b"x-forwarded-proto", b"http"),
-        (b"x-forwarded-prefix", address.prefix.encode()),
+        (b"x-forwarded-prefix", prefix.encode()),
     ]
+    return lines_of(headers)
 
 
 def from_utility(
-    headers: Iterable[tuple[bytes, bytes]], address: Address, port: int, cookies: CookieNames
+    headers: Headers, address: Address, port: int, cookies: Cookies
 ) -> Headers:
     """The headers of an answer for the browser. Repeated ones stay repeated, in their order."""
-    headers = [(name.lower(), value) for name, value in headers]
-    chunked = any(name == b"transfer-encoding" for name, _ in headers)
     answer = []
     for name, value in _end_to_end(headers):
-        if name == b"content-length" and chunked:
+        if name in DROPPED:
             continue
         if name in LOCATIONS:
             value = moved_location(value, address.prefix, port)
         elif name == b"refresh":
             value = _moved_refresh(value, address.prefix, port)
         elif name == b"set-cookie":
+            if name_of(value).lower().startswith(RESERVED):
+                continue
             cookies.note(address.prefix, value)
             value = confined_cookie(value, address)
         answer.append((name, value))
@@ -104,7 +91,10 @@ def moved_location(location: bytes, prefix: str, port: int) -> bytes:
 
 
 def confined_cookie(cookie: bytes, address: Address) -> bytes:
-    """The cookie, bound to the utility's prefix and to the Studio's own host."""
+    """The cookie, bound to the utility's prefix and to the Studio's own host. One whose name says
+    that it belongs to the whole host would be refused in another form."""
+    if name_of(cookie).lower().startswith(b"__host-"):
+        return cookie
     pair, *attributes = cookie.split(b";")
     kept, path = [pair], b""
     for attribute in attributes:
@@ -130,21 +120,13 @@ def _moved_refresh(value: bytes, prefix: str, port: int) -> bytes:
 
 
 def _end_to_end(headers: Headers) -> Headers:
-    named = {
-        token.strip().lower()
-        for name, value in headers
-        if name == b"connection"
-        for token in value.split(b",")
-    }
-    return [(n, v) for n, v in headers if n not in HOP_BY_HOP and n not in named]
+    named = connection_tokens(headers)
+    dropped = HOP_BY_HOP.union(named) if named else HOP_BY_HOP
+    return [pair for pair in headers if pair[0] not in dropped]
 
 
 def _is_replaced(name: bytes) -> bool:
     return name in REPLACED or name.startswith(b"x-forwarded-")
-
-
-def _cookie_name(cookie: bytes) -> bytes:
-    return cookie.partition(b";")[0].partition(b"=")[0].strip()
 
 
 def _host(port: int) -> bytes:

@@ -14,16 +14,28 @@ class Targets:
     def __init__(self, operations: Operations) -> None:
         self._operations = operations
 
+    def find_now(self, address: Address) -> Instance | None:
+        """None where `find` would have to wait, or would fail."""
+        name, group = address.utility_name, address.group_name
+        if self._operations.access.may_surely_use(name, group):
+            return self._operations.table.find_now(name, group)
+        return None
+
     async def find(self, address: Address) -> Instance:
         """Fails with `NotForwarded`."""
         name, group = address.utility_name, address.group_name
         if not await self._operations.may_use(name, group):
-            known = name in self._operations.manager.utility_registry
+            known = self._operations.registration(name)
             raise NotForwarded(Cause.refused if known else Cause.unknown)
         instance = await self._operations.table.find(name, group)
         if instance is None:
             raise self._why_nothing_runs(address)
         return instance
+
+    def keeps_prefix(self, instance: Instance) -> bool:
+        """Whether its utility is asked for the whole path, with the Studio's part of it."""
+        registration = self._operations.registration(instance.utility_name)
+        return bool(registration.get("forward_whole_path"))
 
     async def why_silent(self, address: Address, instance: Instance, cause: Cause) -> NotForwarded:
         """After a connection that failed: `cause`, if the instance runs all the same."""
@@ -37,11 +49,12 @@ class Targets:
 
     def notice(self, address: Address, reason: NotForwarded) -> Notice:
         language = get_default_language()
-        info = self._operations.manager.utility_registry.get(address.utility_name, {})
+        info = self._operations.registration(address.utility_name)
         title = info.get("title" if language == "zh" else "en_title") or info.get("title")
         # A utility that the user may not use tells him no more than its name.
         name = address.utility_name
-        return Notice(address, reason, name if reason.cause.is_final else title or name, language)
+        shown = name if reason.cause.is_final else title or name
+        return Notice(address, reason, shown, language, self._operations.own_origin)
 
     def _why_nothing_runs(self, address: Address) -> NotForwarded:
         end = self._operations.last_words.last_end(address.utility_name, address.group_name)

@@ -1,143 +1,151 @@
-"""Forwards WebSockets to utilities: messages as they are, and the way in which they end."""
+"""WebSockets: the handshake goes through the Studio, the frames go through as they are."""
 
-from dataclasses import dataclass
-from typing import Any
+import asyncio
+import base64
+import binascii
+import hashlib
 
-from websockets.exceptions import ConnectionClosed, InvalidHandshake, InvalidStatusCode
-from websockets.legacy.client import WebSocketClientProtocol, connect
+from velmora_studio.forward_connection import BrowserConnection, head_of
+from velmora_studio.forward_exchange import Exchange
+from velmora_studio.forward_headers import from_utility
+from velmora_studio.http_body import SWITCHING_PROTOCOLS
+from velmora_studio.http_head import AnswerHead, BadMessage, Request, lines_of, tokens_of
+from velmora_studio.notice_page import Cause
+from velmora_studio.upstream import Upstream
+from velmora_studio.websocket_frames import Frames, close_frame
 
-from velmora_studio.answers import answer
-from velmora_studio.forward_address import Address
-from velmora_studio.forward_headers import CookieNames, from_utility, to_utility
-from velmora_studio.forward_targets import Targets
-from velmora_studio.instances import Instance
-from velmora_studio.notice_page import Cause, NotForwarded
-from velmora_studio.upstream import until_first_ends
-
-OPEN_SECONDS = 30.0
-CLOSE_SECONDS = 1.0  # for the utility's part of the closing handshake
-HANDSHAKE = b"sec-websocket-"  # these headers belong to one connection alone
-# Codes that say how a connection ended and may not be sent: no code given, broken off, bad TLS.
-TO_BROWSER = {1005: 1000, 1006: 1011, 1015: 1011}
-TO_UTILITY = {1005: 1000, 1006: 1001, 1015: 1001}
+MAGIC = b"258EAFA5-E914-47DA-95CA-C5AB0DC85B11"
+VERSION = b"13"
+HANDSHAKE = b"sec-websocket-"
+SWITCH = [(b"upgrade", b"websocket"), (b"connection", b"Upgrade")]
+GOING_AWAY, NO_LONGER_ALLOWED, BROKEN_OFF = 1001, 1008, 1011
+CLOSE_SECONDS = 1.0  # to take what has been sent
 
 
-class WebSocketForwarder:
-    def __init__(self, targets: Targets, cookies: CookieNames) -> None:
-        self._targets = targets
-        self._cookies = cookies
+class WebSocketExchange(Exchange):
+    """The opening handshake. Its answer is that of the instance; nothing else is asked."""
 
-    async def __call__(self, address: Address, scope: dict, receive: Any, send: Any) -> None:
-        try:
-            instance = await self._targets.find(address)
-            utility = await self._connect(address, instance, scope)
-        except InvalidStatusCode as refusal:
-            await answer(scope, send, refusal.status_code, b"", [])
-        except NotForwarded as reason:
-            await self._targets.notice(address, reason).send(scope, receive, send)
+    def begin(self) -> None:
+        request = self._request
+        if request.method != b"GET" or not request.is_http_1_1 or request.length:
+            self._connection.answer(400, [], b"")
+        elif request.value(b"sec-websocket-version") != VERSION:
+            self._connection.answer(426, [(b"sec-websocket-version", VERSION)], b"")
+        elif not _is_key(request.value(b"sec-websocket-key")):
+            self._connection.answer(400, [], b"")
         else:
-            try:
-                await receive()  # the browser's request to connect
-                await send(self._acceptance(address, instance, utility))
-                await _relay(receive, send, utility)
-            finally:
-                await utility.close()
+            super().begin()
 
-    async def _connect(
-        self, address: Address, instance: Instance, scope: dict
-    ) -> WebSocketClientProtocol:
-        """Lets `InvalidStatusCode` through: the utility has refused."""
-        headers = to_utility(scope, address, instance.port, self._cookies)
+    def received(self, data: bytes) -> None:
+        self._heard = True
         try:
-            return await connect(
-                _uri(address, instance.port, scope["query_string"]),
-                host="127.0.0.1",
-                port=instance.port,
-                subprotocols=scope["subprotocols"] or None,
-                extra_headers=_text_headers(headers),
-                user_agent_header=None,
-                open_timeout=OPEN_SECONDS,
-                close_timeout=CLOSE_SECONDS,
-                compression=None,
-                max_size=None,
-                ping_interval=None,  # a page or a utility that is stopped in a debugger stays
-            )
-        except InvalidStatusCode:
-            raise
-        except (OSError, InvalidHandshake, TimeoutError) as error:
-            cause = Cause.malformed if isinstance(error, InvalidHandshake) else Cause.silent
-            raise await self._targets.why_silent(address, instance, cause) from error
-        except ValueError as error:
-            raise NotForwarded(Cause.bad_request) from error
+            self._reader.feed(data)
+            if self._reader.head:
+                self._settle(self._reader.head)
+        except BadMessage:
+            self._fail(Cause.malformed)
 
-    def _acceptance(
-        self, address: Address, instance: Instance, utility: WebSocketClientProtocol
-    ) -> dict:
-        given = [
-            (name.lower().encode(), value.encode("utf-8", "surrogateescape"))
-            for name, value in utility.response_headers.raw_items()
-        ]
-        headers = from_utility(given, address, instance.port, self._cookies)
-        return {
-            "type": "websocket.accept",
-            "subprotocol": utility.subprotocol,
-            "headers": [(n, v) for n, v in headers if not n.startswith(HANDSHAKE)],
-        }
+    def _may_be_repeated(self) -> bool:
+        return False
 
+    def _head(self) -> bytes:
+        return super()._head().removesuffix(b"\r\n") + lines_of(SWITCH) + b"\r\n"
 
-@dataclass(frozen=True)
-class _End:
-    """How a WebSocket has ended: who left, and what was said."""
+    def _settle(self, head: AnswerHead) -> None:
+        if head.status != SWITCHING_PROTOCOLS:
+            self._refuse(head.status)
+            return
+        _check_acceptance(head, self._request)
+        cookies, port = self._forwarder.cookies, self._instance.port
+        headers = from_utility(head.headers, self._address, port, cookies)
+        self._connection.write(head_of(head.status, head.reason, headers + SWITCH) + b"\r\n")
+        upstream, self._upstream = self._upstream, None
+        tunnel = WebSocketTunnel(self._connection, upstream)
+        if self._reader.rest:
+            tunnel.received(self._reader.rest)
+        self._connection.switch(tunnel)
 
-    by_browser: bool
-    code: int
-    reason: str = ""
+    def _refuse(self, status: int) -> None:
+        """Whoever opens WebSockets learns no more than the status."""
+        if not 200 <= status <= 599:
+            raise BadMessage(502, "no proper answer")
+        upstream, self._upstream = self._upstream, None
+        upstream.abort()
+        self._connection.answer(status, [], b"")
 
 
-async def _relay(receive: Any, send: Any, utility: WebSocketClientProtocol) -> None:
-    """Until either side has left; the other is told how."""
-    end = await until_first_ends(_from_browser(receive, utility), _from_utility(send, utility))
-    if end.by_browser:
-        await utility.close(TO_UTILITY.get(end.code, end.code), end.reason)
-    else:
-        code = TO_BROWSER.get(end.code, end.code)
-        await send({"type": "websocket.close", "code": code, "reason": end.reason})
+class WebSocketTunnel:
+    """Hands on what either side sends. The one that stays is told how the other has gone."""
+
+    def __init__(self, connection: BrowserConnection, upstream: Upstream) -> None:
+        self._connection = connection
+        self._upstream = upstream
+        self._of_browser, self._of_utility = Frames(), Frames()
+        upstream.user = self
+
+    def from_browser(self, data: bytes) -> None:
+        self._of_browser.feed(data)
+        self._upstream.write(data)
+
+    def received(self, data: bytes) -> None:
+        self._of_utility.feed(data)
+        self._connection.write(data)
+
+    def browser_is_full(self, full: bool) -> None:
+        self._upstream.pause(full)
+
+    def utility_is_full(self, full: bool) -> None:
+        self._connection.hold(full)
+
+    def body(self, content: bytes, last: bool) -> None:
+        """There is none."""
+
+    def abandon(self) -> None:
+        self._end_utility()
+
+    def lost(self, error: Exception | None) -> None:
+        self._end_browser(BROKEN_OFF)
+
+    def end(self) -> None:
+        self._end_browser(NO_LONGER_ALLOWED)
+        self._end_utility()
+
+    def _end_utility(self) -> None:
+        if self._of_browser.is_between and not self._of_browser.has_closed:
+            self._upstream.write(close_frame(GOING_AWAY, masked=True))
+        self._upstream.close()
+        _abort_later(self._upstream.transport)
+
+    def _end_browser(self, code: int) -> None:
+        self._connection.handler = None
+        if self._of_utility.is_between and not self._of_utility.has_closed:
+            self._connection.write(close_frame(code, masked=False))
+        self._connection.transport.close()
+        _abort_later(self._connection.transport)
 
 
-async def _from_browser(receive: Any, utility: WebSocketClientProtocol) -> _End:
-    while (message := await receive())["type"] == "websocket.receive":
-        text = message.get("text")
-        try:
-            await utility.send(message["bytes"] if text is None else text)
-        except ConnectionClosed as end:
-            return _End(False, end.code, end.reason)
-    return _End(True, message["code"])
+def _check_acceptance(head: AnswerHead, request: Request) -> None:
+    """That the utility has opened the WebSocket that was asked for. Fails with `BadMessage`."""
+    key = request.value(HANDSHAKE + b"key")
+    accept = base64.b64encode(hashlib.sha1(key + MAGIC).digest())
+    values = dict(head.headers)
+    offered = tokens_of(request.headers, HANDSHAKE + b"protocol")
+    chosen = tokens_of(head.headers, HANDSHAKE + b"protocol")
+    if (
+        values.get(HANDSHAKE + b"accept") != accept
+        or values.get(b"upgrade", b"").lower() != b"websocket"
+        or HANDSHAKE + b"extensions" in values
+        or chosen and (len(chosen) > 1 or chosen[0] not in offered)
+    ):
+        raise BadMessage(502, "not the WebSocket that was asked for")
 
 
-async def _from_utility(send: Any, utility: WebSocketClientProtocol) -> _End:
-    while True:
-        try:
-            data = await utility.recv()
-        except ConnectionClosed as end:
-            return _End(False, end.code, end.reason)
-        try:
-            await send({"type": "websocket.send", _kind(data): data})
-        except ConnectionClosed as end:
-            return _End(True, end.code, end.reason)
+def _is_key(key: bytes) -> bool:
+    try:
+        return len(base64.b64decode(key, validate=True)) == 16
+    except binascii.Error:
+        return False
 
 
-def _kind(data: str | bytes) -> str:
-    return "text" if isinstance(data, str) else "bytes"
-
-
-def _uri(address: Address, port: int, query: bytes) -> str:
-    path = (address.path or b"/").decode("ascii", "surrogateescape")
-    return f"ws://localhost:{port}{path}" + (f"?{query.decode()}" if query else "")
-
-
-def _text_headers(headers: list[tuple[bytes, bytes]]) -> list[tuple[str, str]]:
-    return [
-        (name.decode(), value.decode("latin-1"))
-        for name, value in headers
-        if name != b"host" and not name.startswith(HANDSHAKE)
-    ]
+def _abort_later(transport: asyncio.Transport) -> None:
+    asyncio.get_running_loop().call_later(CLOSE_SECONDS, transport.abort)

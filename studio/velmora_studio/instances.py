@@ -20,13 +20,15 @@ class Instance:
     group_name: str | None  # None: runs for no group
     port: int
     pid: int
+    url: str = ""  # as the manager gives it
+    created: int = 0  # seconds since the epoch
 
     @classmethod
     def of(cls, entry: Entry) -> "Instance":
         """From an entry of the manager's listing."""
-        keys = ("server_id", "utility_name", "port", "pid")
-        server_id, name, port, pid = (entry[key] for key in keys)
-        return cls(server_id, name, entry.get("group_name"), port, pid)
+        keys = ("server_id", "utility_name", "port", "pid", "url", "create_time")
+        server_id, name, port, pid, url, created = (entry[key] for key in keys)
+        return cls(server_id, name, entry.get("group_name"), port, pid, url, created)
 
 
 class InstanceTable:
@@ -61,16 +63,25 @@ class InstanceTable:
     def all(self) -> list[Instance]:
         return list(self._instances.values())
 
+    def find_now(self, utility_name: str, group_name: str | None) -> Instance | None:
+        """What runs as far as is known. Begins a listing where one is due."""
+        found = self._find(utility_name, group_name)
+        if time.monotonic() - self._taken_at > MAX_AGE:
+            self._started_listing()
+        return found
+
     async def find(self, utility_name: str, group_name: str | None) -> Instance | None:
         """What runs is given at once, even where a listing is due: the manager may be busy with a
         stop for many seconds. For what doesn't seem to run a due listing is waited for."""
-        found = self._find(utility_name, group_name)
-        if time.monotonic() - self._taken_at > MAX_AGE:
-            listing = self._started_listing()
-            if found is None:
-                await asyncio.wait({listing}, timeout=LONGEST_WAIT)
-                found = self._find(utility_name, group_name)
+        found = self.find_now(utility_name, group_name)
+        if found is None and self._listing and not self._listing.done():
+            await asyncio.wait({self._listing}, timeout=LONGEST_WAIT)
+            found = self._find(utility_name, group_name)
         return found
+
+    def look_again(self) -> None:
+        """Begins a listing, if none is under way. Nobody waits for it."""
+        self._started_listing()
 
     async def renew(self) -> None:
         """Lists anew, beginning now. Gives up waiting after a while."""

@@ -9,15 +9,18 @@ import os
 import threading
 import time
 from collections.abc import Callable
+from concurrent.futures import ThreadPoolExecutor
 from dataclasses import dataclass, field
 from typing import Any
 
+from velmora_studio.exits import exit_from_code, exit_of
 from velmora_studio.instances import Instance
 
-LONGEST_TEXT = 8000  # characters
+LONGEST_TEXT = 60_000  # characters
 MOST_KEPT = 100  # instances
 READER_SECONDS = 1.0  # for the manager's reader to come to the end of the output
 READER_STEP = 0.01
+LONGEST_SILENCE = 1.5  # seconds between an end and the news of it
 
 
 @dataclass(frozen=True)
@@ -26,18 +29,22 @@ class End:
 
     instance: Instance
     text: str
+    exit: dict[str, str | int]  # `exit_code` or `signal`; empty where it isn't known
     time: float = field(default_factory=time.time)
 
 
 class LastWords:
-    """Watches instances. `on_end` is called in the event loop's thread, once for each end."""
+    """Watches instances. `on_end` is called in the event loop's thread for each end; a second time
+    where the text had to wait."""
 
     def __init__(self, manager: Any, on_end: Callable[[End], None]) -> None:
         self._manager = manager
         self._on_end = on_end
+        self._collector = ThreadPoolExecutor(1)
         self._collecting = threading.Lock()  # held until the text is safe
         self._watched: dict[str, Instance] = {}
         self._expected: set[str] = set()  # ends that will be no news
+        self._exits: dict[str, dict[str, str | int]] = {}  # until the end is kept
         self._ends: dict[str, End] = {}
 
     def watch(self, instance: Instance) -> None:
@@ -78,9 +85,10 @@ class LastWords:
             for instance in list(self._watched.values()):
                 if self._manager.is_utility_server_running(instance.server_id):
                     continue
-                text = self._text_of(instance.server_id)
+                text, code = self._text_and_code_of(instance.server_id)
                 if self._watched.pop(instance.server_id, None):  # no stop has come between
-                    self._keep(End(instance, text), loop)
+                    told = self._exits.pop(instance.server_id, None)
+                    self._keep(End(instance, text, told or exit_from_code(code)), loop)
 
     def _keep(self, end: End, loop: asyncio.AbstractEventLoop) -> None:
         self._ends[end.instance.server_id] = end
@@ -88,7 +96,7 @@ class LastWords:
             self._ends.pop(next(iter(self._ends)))
         loop.call_soon_threadsafe(self._on_end, end)
 
-    def _text_of(self, server_id: str) -> str:
+    def _text_and_code_of(self, server_id: str) -> tuple[str, int | None]:
         info = self._manager.servers.get(server_id, {})
         process, lines = info.get("process"), info.get("stderr_buffer", [])
         # The reader closes the stream at its end; until then lines may be on their way.
@@ -98,7 +106,8 @@ class LastWords:
                 break
             time.sleep(READER_STEP)
         text = self._manager.get_utility_stderr_snippet(server_id, LONGEST_TEXT)
-        return text or "\n".join(lines)[-LONGEST_TEXT:]  # the manager may have forgotten it by now
+        # The manager may have forgotten it by now.
+        return text or "\n".join(lines)[-LONGEST_TEXT:], process and process.poll()
 
     def _watch_process(self, instance: Instance) -> None:
         try:
@@ -108,8 +117,18 @@ class LastWords:
         loop = asyncio.get_running_loop()
 
         def ended() -> None:
+            if instance.server_id in self._watched:
+                self._exits[instance.server_id] = exit_of(descriptor)
+                loop.call_later(LONGEST_SILENCE, self._tell_early, instance)
             loop.remove_reader(descriptor)
             os.close(descriptor)
-            loop.run_in_executor(None, self.collect, loop)
+            self._collector.submit(self.collect, loop)
 
         loop.add_reader(descriptor, ended)
+
+    def _tell_early(self, instance: Instance) -> None:
+        """The manager is busy with a stop. That the instance has ended is known all the same; what
+        it wrote follows."""
+        if instance.server_id in self._watched:
+            early = End(instance, "", self._exits.get(instance.server_id, {}))
+            self._on_end(self._ends.setdefault(instance.server_id, early))

@@ -2,28 +2,29 @@
 
 from dataclasses import dataclass
 from enum import Enum
+from functools import cache
 from html import escape
 from pathlib import Path
-from typing import Any
+from urllib.parse import quote
 
-from velmora_studio.answers import answer, answer_json
+from velmora_studio.answers import JSON_HEADERS, Answer, Headers, json_text
 from velmora_studio.forward_address import Address
-from velmora_studio.guard import with_own_page_headers
+from velmora_studio.guard import framing_policy
 
 PAGE = Path(__file__).resolve().parent / "page"
-PLAIN_PAGE = """<!DOCTYPE html>
-<html lang="{language}">
-<head>
-<meta charset="utf-8">
-<meta name="viewport" content="width=device-width, initial-scale=1">
-<title>{title}</title>
-<link rel="stylesheet" href="/page/css/tokens.css">
-<link rel="stylesheet" href="/page/css/base.css">
-<link rel="stylesheet" href="/page/css/absent.css">
-</head>
-<body><main class="absent"><h1>{title}</h1><p>{message}</p></main></body>
-</html>
-"""
+STYLES = ("tokens", "base", "absent")
+POLICY = "default-src 'none'; style-src 'unsafe-inline'; img-src data:; base-uri 'none'; "
+# Both languages of each text.
+LINES = "Last lines", "最近输出"
+TRY_AGAIN = "Try again", "重试"
+TO_STUDIO = "To the Studio", "返回 Studio"
+START = "Start it in the Studio", "在 Studio 中启动"
+
+
+STRANGER = (
+    "Open the Studio with the address that it printed when it started.",
+    "请使用 Studio 启动时显示的地址打开。",
+)
 
 
 class Cause(Enum):
@@ -46,6 +47,11 @@ class Cause(Enum):
         """Neither a start nor another attempt would help."""
         return self in (Cause.unknown, Cause.refused, Cause.bad_request)
 
+    @property
+    def may_pass(self) -> bool:
+        """Another attempt may help."""
+        return self in (Cause.silent, Cause.malformed)
+
 
 class NotForwarded(Exception):
     """Why a request can't be forwarded, and the last words of a utility that has ended."""
@@ -64,36 +70,75 @@ class Notice:
     reason: NotForwarded
     title: str
     language: str
+    own_origin: str  # where the Studio's own page is
 
-    async def send(self, scope: dict, receive: Any, send: Any) -> None:
-        if scope["type"] == "http" and wants_page(scope):
-            await with_own_page_headers(self._send_page)(scope, receive, send)
-            return
-        content = {"detail": self._message(1)}
+    def answer(self, headers: Headers) -> Answer:
+        """For a request with these headers."""
+        status = self.reason.cause.status
+        if wants_page(headers):
+            content = html_headers(framing_policy(self.own_origin))
+            return status, content, self._page().encode()
+        value = {"detail": self._message(0)}
         if self.reason.cause is Cause.ended:
-            content["digest"] = self.reason.last_words
-        await answer_json(scope, send, self.reason.cause.status, content)
-
-    async def _send_page(self, scope: dict, receive: Any, send: Any) -> None:
-        headers = [(b"content-type", b"text/html; charset=utf-8"), (b"cache-control", b"no-store")]
-        await answer(scope, send, self.reason.cause.status, self._page().encode(), headers)
+            value["digest"] = self.reason.last_words
+        return status, JSON_HEADERS, json_text(value).encode()
 
     def _page(self) -> str:
-        message = self._message(2 if self.language == "zh" else 1)
-        if self.reason.cause.is_final:
-            texts = {"language": self.language, "title": self.title, "message": message}
-            return PLAIN_PAGE.format(**{key: escape(text) for key, text in texts.items()})
+        language = 1 if self.language == "zh" else 0
+        cause, view = self.reason.cause, self.own_origin + view_of(self.address)
+        action, link, target, label = "absent-start", view, "_top", START
+        if cause.is_final:
+            action, link, label = "absent-studio", self.own_origin + "/", TO_STUDIO
+        elif cause.may_pass:
+            action, link, target, label = "absent-retry", "", "_self", TRY_AGAIN
         texts = {
-            "title": self.title,
-            "message": message,
-            "lines": self.reason.last_words,
-            "utility_name": self.address.utility_name,
-            "group_name": self.address.group_name or "",
+            **{"language": self.language, "title": self.title, "message": self._message(language)},
+            **{"lines": self.reason.last_words, "lines_label": LINES[language]},
+            **{"action": action, "link": link, "target": target, "action_label": label[language]},
         }
-        return filled((PAGE / "absent.html").read_text(encoding="utf-8"), texts)
+        return filled(template(), texts)
 
     def _message(self, language: int) -> str:
-        return self.reason.cause.value[language].format(name=self.address.utility_name)
+        return self.reason.cause.value[1 + language].format(name=self.address.utility_name)
+
+
+def stranger_answer(headers: Headers) -> Answer:
+    """To whoever comes without the token. Which language he reads isn't known."""
+    if not wants_page(headers):
+        return 403, JSON_HEADERS, json_text({"detail": STRANGER[0]}).encode()
+    texts = {
+        **{"language": "en", "title": "Velmora Studio", "message": " ".join(STRANGER)},
+        **{"lines": "", "lines_label": "", "action": "absent-retry", "link": ""},
+        **{"target": "_self", "action_label": " ".join(TRY_AGAIN)},
+    }
+    return 403, html_headers("frame-ancestors 'none'"), filled(template(), texts).encode()
+
+
+def view_of(address: Address) -> str:
+    """The path at which the Studio's own page shows a utility."""
+    names = [address.utility_name]
+    kind = "utility"
+    if address.group_name is not None:
+        kind, names = "group", [address.group_name, address.utility_name]
+    return "/".join(["/view", kind, *(quote(name, safe="") for name in names)])
+
+
+def html_headers(frame_ancestors: str) -> Headers:
+    return [
+        (b"content-type", b"text/html; charset=utf-8"),
+        (b"cache-control", b"no-store"),
+        (b"content-security-policy", (POLICY + frame_ancestors).encode()),
+        (b"x-content-type-options", b"nosniff"),
+        (b"referrer-policy", b"same-origin"),
+    ]
+
+
+@cache
+def template() -> str:
+    """The page with its styles in it: where utilities are shown, the Studio serves no files."""
+    style = "".join((PAGE / "css" / f"{name}.css").read_text(encoding="utf-8") for name in STYLES)
+    page = (PAGE / "absent.html").read_text(encoding="utf-8")
+    return page.replace("<style></style>", f"<style>\n{style}</style>")
 
 
 def filled(template: str, texts: dict[str, str]) -> str:
@@ -103,7 +148,7 @@ def filled(template: str, texts: dict[str, str]) -> str:
     return start + "".join(escape(texts[key]) + tail for key, _, tail in parts)
 
 
-def wants_page(scope: dict) -> bool:
+def wants_page(headers: Headers) -> bool:
     """Browsers name HTML where they want a page; programs, images and scripts don't."""
-    accepted = b",".join(value for name, value in scope["headers"] if name == b"accept")
+    accepted = b",".join(value for name, value in headers if name == b"accept")
     return b"text/html" in accepted.lower()

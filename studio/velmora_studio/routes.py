@@ -1,23 +1,31 @@
 """The Studio's own routes: its page and the JSON interface that the page uses."""
 
+import asyncio
 from pathlib import Path
 from typing import Any
 
-from fastapi import APIRouter, FastAPI, HTTPException, Query, Request
+from fastapi import APIRouter, FastAPI, HTTPException, Request
 from fastapi.exceptions import RequestValidationError
 from fastapi.responses import FileResponse, Response
 from fastapi.staticfiles import StaticFiles
-from pydantic import BaseModel, StrictStr, validator
+from pydantic import BaseModel, StrictStr
 from starlette.exceptions import HTTPException as StarletteException
 from velmora_client.com.user import set_current_user
 from velmora_client.plugin.plugin_register import plugin_register
 from velmora_client.utils.local import set_default_language
 
 from velmora_studio.answers import JsonAnswer
-from velmora_studio.instances import Instance
 from velmora_studio.live import Live, LiveAnswer
-from velmora_studio.operations import START_FAILED, Operations
-from velmora_studio.studio_state import describe_studio, show_running, show_running_grouped
+from velmora_studio.failures import START_FAILED
+from velmora_studio.operations import Operations
+from velmora_studio.permissions import Permissions
+from velmora_studio.routes_look import LookRoutes
+from velmora_studio.studio_state import (
+    describe_studio,
+    show_place,
+    show_running,
+    show_running_grouped,
+)
 
 PAGE = Path(__file__).resolve().parent / "page"
 # What the manager says when it refuses a start, and the status that fits.
@@ -33,13 +41,7 @@ REFUSALS = {
 class StartRequest(BaseModel):
     utility_name: StrictStr
     group_name: StrictStr = ""
-    config: dict[str, Any] = {}
-
-    @validator("config", pre=True)
-    def _is_mapping(cls, config: Any) -> Any:
-        if not isinstance(config, dict):  # a list of pairs would pass otherwise
-            raise ValueError("is no mapping")
-        return config
+    config: Any = {}  # a mapping; declared as one, a list of pairs would pass
 
 
 class StopRequest(BaseModel):
@@ -60,48 +62,52 @@ class Routes:
     def __init__(self, operations: Operations, live: Live) -> None:
         self._operations = operations
         self._manager = operations.manager
+        self._permissions = Permissions(operations)
         self._live = live
 
     async def studio(self) -> Any:
-        return await self._operations.look(describe_studio)
+        return await asyncio.to_thread(describe_studio, self._operations)
 
     async def choose_user(self, request: UserRequest) -> Any:
         try:
-            await self._operations.look(set_current_user, request.user)
+            await asyncio.to_thread(set_current_user, request.user)
         except LookupError as error:
             raise HTTPException(404, str(error)) from error
-        return await self._changed_studio()
+        self._operations.rights_changed()
+        return await self.studio()
 
     async def choose_language(self, request: LanguageRequest) -> Any:
         try:
-            await self._operations.look(set_default_language, request.language)
+            await asyncio.to_thread(set_default_language, request.language)
         except ValueError as error:
             raise HTTPException(422, str(error)) from error
-        return await self._changed_studio()
+        self._operations.on_change()
+        return await self.studio()
 
     async def utilities(self) -> Any:
-        return await self._operations.look(self._manager.get_utilities_without_group_name)
+        return await self._place("default")
 
     async def group_utilities(self, group_name: str) -> Any:
-        view = self._manager.get_utilities_with_group_name
-        return await self._operations.look(view, group_name)
+        return await self._place("group", group_name)
 
     async def navbar_utilities(self) -> Any:
-        return await self._operations.look(self._manager.get_navbar_utilities)
+        return await self._place("navbar")
 
     async def create_exp_utilities(self, group_name: str = "") -> Any:
-        return await self._operations.look(self._manager.get_create_exp_utilities, group_name)
+        return await self._place("create_exp", group_name)
 
     async def running(self) -> Any:
-        entries = await self._operations.listing()
-        return await self._operations.look(show_running, self._operations, entries)
+        instances = await self._operations.fresh_instances()
+        return await asyncio.to_thread(show_running, self._operations, instances)
 
     async def running_grouped(self) -> Any:
         return await self._operations.look(show_running_grouped, self._operations)
 
     async def start(self, request: StartRequest) -> Any:
         name, group = request.utility_name, request.group_name
-        await self._check(name, group)
+        if not isinstance(request.config, dict):
+            raise HTTPException(422, "body.config: is no mapping")
+        await self._permissions.check(name, group)
         try:
             return await self._operations.start(name, group, request.config)
         except (TypeError, ValueError, OverflowError) as error:
@@ -109,64 +115,45 @@ class Routes:
         except RuntimeError as error:
             return _failed_start(str(error))
 
+    async def restart(self, request: StopRequest) -> Any:
+        instance = await self._permissions.instance(request.server_id)
+        if instance is None:
+            raise HTTPException(404, "It does not run any more.")
+        try:
+            started = await self._operations.restart(instance)
+        except RuntimeError as error:
+            return _failed_start(str(error))
+        if started is None:
+            raise HTTPException(502, "It could not be stopped.")
+        return started
+
     async def stop(self, request: StopRequest) -> Any:
-        if await self._permitted_instance(request.server_id) is None:
+        if await self._permissions.instance(request.server_id) is None:
             return {"stopped": False}
         return {"stopped": await self._operations.stop(request.server_id)}
 
     async def stop_all(self) -> Any:
         """Ends everything, if the user may use it all; else what he may use."""
-        entries = await self._operations.listing()
-        own = await self._operations.look(show_running, self._operations, entries)
-        if len(own) == len(entries):
+        instances = await self._operations.fresh_instances()
+        own = await asyncio.to_thread(show_running, self._operations, instances)
+        if len(own) == len(instances):
             await self._operations.stop_all()
         else:
-            for entry in own:
-                await self._operations.stop(entry["server_id"])
+            await asyncio.gather(*(self._operations.stop(each["server_id"]) for each in own))
         return {}
 
     async def refresh(self) -> Any:
         await self._operations.refresh(plugin_register.reload)
         return {}
 
-    async def stderr(self, server_id: str, max_chars: int = Query(800, ge=1)) -> Any:
-        end = self._operations.last_words.end_of(server_id)
-        if end:
-            await self._check(end.instance.utility_name, end.instance.group_name)
-            return {"running": False, "text": end.text[-max_chars:]}
-        if await self._permitted_instance(server_id) is None:
-            return {"running": False, "text": ""}
-        running = self._manager.is_utility_server_running
-        snippet = self._manager.get_utility_stderr_snippet
-        return await self._operations.look(
-            lambda: {"running": running(server_id), "text": snippet(server_id, max_chars)}
-        )
-
     async def events(self, group_name: str = "") -> Response:
-        return LiveAnswer(self._live, group_name)
+        """The group makes no difference: what it shows is asked for as the catalogue."""
+        return LiveAnswer(self._live)
 
-    async def _changed_studio(self) -> Any:
-        self._operations.access.forget()
-        self._operations.on_change()
-        return await self.studio()
-
-    async def _permitted_instance(self, server_id: str) -> Instance | None:
-        """Refuses an instance that the user may not use."""
-        instance = self._operations.table.get(server_id)
-        if instance is None:
-            await self._operations.listing()
-            instance = self._operations.table.get(server_id)
-        if instance:
-            await self._check(instance.utility_name, instance.group_name)
-        return instance
-
-    async def _check(self, utility_name: str, group_name: str | None) -> None:
-        """Refuses what the views show nowhere to this user."""
-        if await self._operations.may_use(utility_name, group_name):
-            return
-        if utility_name not in self._manager.utility_registry:
-            raise HTTPException(404, f"Utility '{utility_name}' is not registered.")
-        raise HTTPException(403, f"Permission denied: you may not use utility '{utility_name}'.")
+    async def _place(self, place: str, group_name: str = "") -> Any:
+        await self._operations.fresh_instances()
+        entries = await asyncio.to_thread(show_place, self._operations, place, group_name)
+        return JsonAnswer(entries)
 
 
 def make_api(operations: Operations) -> FastAPI:
@@ -174,25 +161,27 @@ def make_api(operations: Operations) -> FastAPI:
     router = APIRouter(prefix="/api", default_response_class=JsonAnswer)
     for path in ("utilities", "group_utilities", "navbar_utilities", "create_exp_utilities"):
         router.get(f"/utility/{path}")(getattr(handlers, path))
-    for path in ("running", "running_grouped", "stderr"):
+    for path in ("running", "running_grouped"):
         router.get(f"/utility/{path}")(getattr(handlers, path))
-    for path in ("start", "stop", "stop_all", "refresh"):
+    for path in ("start", "stop", "restart", "stop_all", "refresh"):
         router.post(f"/utility/{path}")(getattr(handlers, path))
     router.get("/studio")(handlers.studio)
     router.post("/studio/user")(handlers.choose_user)
     router.post("/studio/language")(handlers.choose_language)
     router.get("/events")(handlers.events)
+    LookRoutes(operations).add_to(router)
 
     api = FastAPI(openapi_url=None)
     api.include_router(router)
-    api.api_route("/", methods=["GET", "HEAD"])(_index)
+    for path in ("/", "/view/{view:path}"):  # each view of the page has an address
+        api.api_route(path, methods=["GET", "HEAD"])(_index)
     api.get("/favicon.ico")(_mark)
     api.mount("/page", StaticFiles(directory=PAGE, check_dir=False))
-    api.exception_handler(StarletteException)(_refuse)
-    api.exception_handler(RequestValidationError)(_refuse_input)
-    api.exception_handler(UnicodeError)(_refuse_text)
+    api.add_exception_handler(StarletteException, _refuse)
+    api.add_exception_handler(RequestValidationError, _refuse_input)
+    api.add_exception_handler(UnicodeError, _refuse_text)
     for failure in (OSError, ValueError, LookupError):  # of the client's own files
-        api.exception_handler(failure)(_tell_failure)
+        api.add_exception_handler(failure, _tell_failure)
     return api
 
 

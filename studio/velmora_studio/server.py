@@ -1,19 +1,19 @@
 """The web server under the application: where it listens, and how it ends."""
 
 import asyncio
-import http
+import contextlib
 import logging
 import signal
 import socket
-from collections.abc import Callable
+from collections.abc import Callable, Iterator
 from types import FrameType
 from typing import Any
 
 import uvicorn
-from uvicorn.protocols.websockets.websockets_impl import WebSocketProtocol
 
 HOST = "127.0.0.1"
 MOST_PORTS = 100  # that are tried
+ENDING = {"SIGINT", "SIGTERM", "SIGHUP"}
 
 
 def open_listener(first_port: int) -> socket.socket:
@@ -42,7 +42,7 @@ class StudioServer(uvicorn.Server):
             uvicorn.Config(
                 application,
                 http="h11",
-                ws=WebSocketWithRefusal,
+                ws="none",
                 lifespan="off",
                 log_config=None,
                 log_level="warning",
@@ -50,21 +50,18 @@ class StudioServer(uvicorn.Server):
                 proxy_headers=False,  # any program of this computer could send them
                 server_header=False,
                 date_header=False,
-                ws_max_size=None,
-                ws_ping_interval=None,
-                ws_per_message_deflate=False,
             )
         )
         self._on_started = on_started
         self._on_ending = on_ending
         logging.getLogger("uvicorn.error").addFilter(_worth_telling)
 
-    def install_signal_handlers(self) -> None:
-        super().install_signal_handlers()
-        if hasattr(signal, "SIGHUP"):
-            asyncio.get_running_loop().add_signal_handler(
-                signal.SIGHUP, self.handle_exit, signal.SIGHUP, None
-            )
+    # What of these two there is depends on uvicorn's version; `startup` does their work.
+    def install_signal_handlers(self) -> None: ...
+
+    @contextlib.contextmanager
+    def capture_signals(self) -> Iterator[None]:
+        yield
 
     def handle_exit(self, sig: int, frame: FrameType | None) -> None:
         if not self.should_exit:
@@ -72,8 +69,17 @@ class StudioServer(uvicorn.Server):
         super().handle_exit(sig, frame)
 
     async def startup(self, sockets: list[socket.socket] | None = None) -> None:
+        for name in ENDING & set(signal.Signals.__members__):
+            self._hear(signal.Signals[name])
         await super().startup(sockets=sockets)
         self._on_started()
+
+    def _hear(self, number: signal.Signals) -> None:
+        try:
+            loop = asyncio.get_running_loop()
+            loop.add_signal_handler(number, self.handle_exit, number, None)
+        except NotImplementedError:  # not on every system
+            signal.signal(number, self.handle_exit)
 
     async def shutdown(self, sockets: list[socket.socket] | None = None) -> None:
         cutting = asyncio.create_task(self._cut_off())
@@ -88,28 +94,6 @@ class StudioServer(uvicorn.Server):
             for connection in list(self.server_state.connections):
                 connection.transport.abort()
             await asyncio.sleep(0.1)
-
-
-class WebSocketWithRefusal(WebSocketProtocol):
-    """Lets the application refuse a handshake with a status of its choice."""
-
-    async def asgi_send(self, message: dict) -> None:
-        if message["type"] == "websocket.http.response.start":
-            headers = [(name.decode(), value.decode()) for name, value in message["headers"]]
-            self._refusal = _status(message["status"]), headers
-        elif message["type"] == "websocket.http.response.body":
-            self.initial_response = *self._refusal, message["body"]
-            self.handshake_started_event.set()
-            self.closed_event.set()
-        else:
-            await super().asgi_send(message)
-
-
-def _status(code: int) -> http.HTTPStatus:
-    try:
-        return http.HTTPStatus(code)
-    except ValueError:
-        return http.HTTPStatus.BAD_GATEWAY
 
 
 def _worth_telling(record: logging.LogRecord) -> bool:

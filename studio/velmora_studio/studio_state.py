@@ -1,4 +1,4 @@
-"""What the page shows: the Studio, the utilities of each place, and what runs."""
+"""What the page shows: the Studio, and what runs, starts and has failed."""
 
 import os
 from typing import Any
@@ -9,40 +9,77 @@ from velmora_client.utils.local import get_default_language, get_gui_addr
 
 from velmora_studio.access import Access
 from velmora_studio.forward_address import prefix_of
-from velmora_studio.instances import Entry
+from velmora_studio.instances import Entry, Instance
 from velmora_studio.operations import Operations
 
+LONGEST_DIGEST = 1000  # characters of a failure that every page is told
 
-def describe_studio() -> dict[str, Any]:
+
+def describe_studio(operations: Operations) -> dict[str, Any]:
     """Fails with `OSError`, `ValueError` or `LookupError` on a file that makes no sense."""
-    language = get_default_language()
-    address = get_gui_addr() or {"server_addr": "127.0.0.1", "port": 6886}
+    forward_origin = _forward_origin()
     return {
         "user": get_current_user()["user_name"],
         "users": [_describe_user(user) for user in get_users()],
-        "groups": _describe_groups("title" if language == "zh" else "en_title"),
-        "language": language,
-        "gui": f"http://{address['server_addr']}:{address['port']}",
+        "groups": _describe_groups(),
+        "language": get_default_language(),
+        "gui": operations.own_origin or forward_origin,
+        "forward_origin": forward_origin,
         "pid": os.getpid(),
+        "catalogue": operations.catalogue.version(),
     }
 
 
-def show_places(manager: Any, group_name: str) -> dict[str, list[Entry]]:
+def describe_all(operations: Operations, studio: dict[str, Any]) -> dict[str, dict[str, Any]]:
+    """Everything that is told as it changes: maps whose values are told one by one. Nothing here
+    waits for the manager, or for a file but that of the users' rights."""
+    access = operations.access
+    visible = [each for each in operations.table.all() if may_see(access, vars(each))]
+    starting = [each for each in list(operations.starting) if may_see(access, each)]
+    failures = [each for each in operations.failures.all() if may_see(access, each)]
+    waits = {"waits": bool(operations.stopping)}
     return {
-        "default": manager.get_utilities_without_group_name(),
-        "group": manager.get_utilities_with_group_name(group_name),
-        "navbar": manager.get_navbar_utilities(),
-        "create_exp": manager.get_create_exp_utilities(group_name),
+        "studio": studio,
+        "running": {each.server_id: describe_instance(each, operations) for each in visible},
+        "starting": {
+            f"{each['group_name']}/{each['utility_name']}": each | waits
+            for each in starting
+        },
+        "failures": {each["id"]: _shortened(each) for each in failures},
     }
 
 
-def show_running(operations: Operations, entries: list[Entry]) -> list[Entry]:
-    """The entries of a listing that the user may use, with what the page needs beside them."""
-    registry = operations.manager.utility_registry
+def describe_instance(instance: Instance, operations: Operations) -> dict[str, Any]:
+    name, group = instance.utility_name, instance.group_name
+    info = operations.registration(name)
+    route = str(info.get("default_route") or "/")
+    described = {
+        "server_id": instance.server_id,
+        "utility_name": name,
+        "title": info.get("title") or name,
+        "en_title": info.get("en_title") or "",
+        "port": instance.port,
+        "pid": instance.pid,
+        "local_url": f"http://localhost:{instance.port}",
+        "url": instance.url,
+        "default_route": route,
+        "full_path": f"{prefix_of(name, group)}/{route.removeprefix('/')}",
+        "create_time": instance.created,
+        "icon": operations.catalogue.icons.address(info),
+        "adopted": operations.is_adopted(instance),
+        "persistent": bool(info.get("persistent")),
+        "readiness": operations.readiness.of(instance.server_id),
+        "stopping": instance.server_id in operations.stopping,
+    }
+    return described if group is None else described | {"group_name": group}
+
+
+def show_running(operations: Operations, instances: list[Instance]) -> list[Entry]:
+    """The instances that the user may use."""
     return [
-        entry | _describe_entry(entry, registry.get(entry["utility_name"], {}), operations)
-        for entry in entries
-        if may_see(operations.access, entry)
+        describe_instance(each, operations)
+        for each in instances
+        if may_see(operations.access, vars(each))
     ]
 
 
@@ -50,7 +87,12 @@ def show_running_grouped(operations: Operations) -> dict[str, Any]:
     grouped = operations.manager.list_all_running_utilities_grouped()
 
     def visible(entries: list[Entry]) -> list[Entry]:
-        return [entry for entry in entries if may_see(operations.access, entry)]
+        address = operations.catalogue.icons.address
+        return [
+            entry | {"icon": address(operations.registration(entry["utility_name"]))}
+            for entry in entries
+            if may_see(operations.access, entry)
+        ]
 
     by_group = {group: visible(entries) for group, entries in grouped["by_group"].items()}
     return {
@@ -59,20 +101,35 @@ def show_running_grouped(operations: Operations) -> dict[str, Any]:
     }
 
 
+def show_place(operations: Operations, place: str, group_name: str) -> list[Entry]:
+    """The entries of a place, each with the instance that runs."""
+    running = {(each.utility_name, each.group_name): each for each in operations.table.all()}
+
+    def with_instance(entry: Entry) -> Entry:
+        bound = entry["require_group_name"] and entry["display_location"] != "navbar"
+        instance = running.get((entry["utility_name"], group_name if bound else None))
+        if instance is None:
+            return entry | {"is_running": False}
+        about = {"is_running": True, "server_id": instance.server_id, "port": instance.port}
+        local_url = f"http://localhost:{instance.port}"
+        urls = {"url": instance.url, "full_url": f"{instance.url}{entry['default_route']}"}
+        return entry | about | {"local_url": local_url} | urls
+
+    return [with_instance(entry) for entry in operations.catalogue.places(group_name)[place]]
+
+
 def may_see(access: Access, entry: Entry) -> bool:
-    """For an entry of a listing, a start or a failure. May block."""
+    """For an instance, a start or a failure."""
     return access.may_use(entry["utility_name"], entry.get("group_name"))
 
 
-def _describe_entry(entry: Entry, info: dict[str, Any], operations: Operations) -> dict[str, Any]:
-    prefix = prefix_of(entry["utility_name"], entry.get("group_name"))
-    return {
-        "adopted": operations.is_adopted(entry["server_id"]),
-        "title": info.get("title") or entry["utility_name"],
-        "en_title": info.get("en_title") or "",
-        "full_path": f"{prefix}/{entry['default_route'].removeprefix('/')}",
-        "persistent": bool(info.get("persistent")),
-    }
+def _forward_origin() -> str:
+    address = get_gui_addr() or {"server_addr": "127.0.0.1", "port": 6886}
+    return f"http://{address['server_addr']}:{address['port']}"
+
+
+def _shortened(failure: dict[str, Any]) -> dict[str, Any]:
+    return failure | {key: failure[key][-LONGEST_DIGEST:] for key in ("message", "digest")}
 
 
 def _describe_user(user: dict[str, Any]) -> dict[str, str]:
@@ -87,10 +144,21 @@ def _describe_user(user: dict[str, Any]) -> dict[str, str]:
     }
 
 
-def _describe_groups(title: str) -> list[dict[str, str | None]]:
-    organizations = read_organization_file().get("organizations", [])
-    titles = {item.get("organization_id"): item.get(title) for item in organizations}
-    return [
-        {"name": group["group_name"], "organization": titles.get(group.get("organization_id"))}
-        for group in get_groups()
-    ]
+def _describe_groups() -> list[dict[str, Any]]:
+    """Each with its own title and that of its organisation, in both languages."""
+    organizations = {
+        each.get("organization_id"): each
+        for each in read_organization_file().get("organizations", [])
+    }
+
+    def describe(group: dict[str, Any]) -> dict[str, Any]:
+        owner = organizations.get(group.get("organization_id"), {})
+        return {
+            "name": group["group_name"],
+            "title": group.get("title") or group["group_name"],
+            "en_title": group.get("en_title") or "",
+            "organization": owner.get("title"),
+            "en_organization": owner.get("en_title"),
+        }
+
+    return [describe(group) for group in get_groups()]

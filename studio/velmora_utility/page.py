@@ -5,17 +5,25 @@ from html import escape
 from velmora_utility.command_line import Options
 
 STYLE = """
+:root { color-scheme: light dark; --ink: #22303c; --paper: #f6f8fa; --surface: #fff; --muted: #5b6a78;
+        --line: #e3e8ed; --edge: #8593a0; --button: #1769aa; --bad: #b3261e; --good: #1b7a3d; }
+@media (prefers-color-scheme: dark) { :root { --ink: #e4eaef; --paper: #10171c; --surface: #19232a;
+        --muted: #9fb0bd; --line: #2b3842; --edge: #6c7d8a; --button: #2472b3; --bad: #ff9f95;
+        --good: #7fd39b; } }
 body { font: 16px/1.5 system-ui, sans-serif; max-width: 44rem; margin: 2rem auto; padding: 0 1rem;
-       color: #22303c; background: #f6f8fa; }
-main { background: #fff; border-radius: 10px; padding: 1rem 1.5rem; box-shadow: 0 1px 4px #0002; }
-h1 { font-size: 1.4rem; } h1 small { color: #6b7a88; font-weight: normal; }
+       color: var(--ink); background: var(--paper); }
+main { background: var(--surface); border-radius: 10px; padding: 1rem 1.5rem;
+       box-shadow: 0 1px 4px #0002; }
+h1 { font-size: 1.4rem; } h1 small { color: var(--muted); font-weight: normal; }
 table { border-collapse: collapse; width: 100%; } th, td { text-align: left; padding: .3rem .6rem; }
-tr + tr { border-top: 1px solid #e3e8ed; }
+tr + tr { border-top: 1px solid var(--line); }
 input, select, button { font: inherit; padding: .25rem .5rem; margin: .15rem 0; max-width: 100%;
                         box-sizing: border-box; }
-button { background: #1769aa; color: #fff; border: 0; border-radius: 5px; cursor: pointer; }
-.big { font-size: 2rem; margin: .5rem 0; } .bad { color: #b3261e; } .good { color: #1b7a3d; }
-footer { color: #6b7a88; font-size: .8rem; margin-top: 1rem; }
+input, select { border: 1px solid var(--edge); border-radius: 5px; color: var(--ink);
+                background: var(--paper); }
+button { background: var(--button); color: #fff; border: 0; border-radius: 5px; cursor: pointer; }
+.big { font-size: 2rem; margin: .5rem 0; } .bad { color: var(--bad); } .good { color: var(--good); }
+footer { color: var(--muted); font-size: .8rem; margin-top: 1rem; }
 """
 
 

@@ -27,6 +27,15 @@ new MutationObserver(look).observe(node, { attributeFilter: ["data-status"] });
 """
 
 
+def entry(name: str, *, place: str = "default", status: str = "") -> str:
+    state = f"[data-status={status}]" if status else ""
+    return f"#place-{place} .entry[data-utility={name}]{state}"
+
+
+def row(name: str) -> str:
+    return f"#running-rows tr[data-utility={name}]"
+
+
 class Browser:
     """One page at a time. Whatever is looked for by a selector is waited for."""
 
@@ -97,6 +106,20 @@ class Browser:
             return True
 
         self.wait(clicked, selector)
+
+    def menu(self, opener: str, action: str) -> None:
+        """Picks from the menu that a button opens."""
+        self.click(f"{opener} [data-action=more]")
+        self.click(f"#menu [data-action={action}]")
+
+    def type(self, selector: str, text: str) -> None:
+        """In place of what is there."""
+        field = self.find(selector)
+        field.clear()
+        field.send_keys(text)
+
+    def path(self) -> str:
+        return self.run("return location.pathname + location.search")
 
     def choose(self, selector: str, value: str) -> None:
         Select(self.find(selector)).select_by_value(value)

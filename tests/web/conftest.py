@@ -1,6 +1,7 @@
-"""One Studio for all tests that don't end it, with its probes running."""
+"""One Studio for all tests that don't end it, with its probes running, and one browser."""
 
 import pytest
+from browser import Browser
 from studio_process import Studio
 
 
@@ -11,3 +12,10 @@ def studio(tmp_path_factory):
         running.start("raw")
         yield running
         running.post("utility/stop_all")
+
+
+@pytest.fixture(scope="session")
+def browser(tmp_path_factory):
+    browser = Browser(tmp_path_factory.mktemp("profile"))
+    yield browser
+    browser.driver.quit()

@@ -1,6 +1,7 @@
 """A Studio as its own process, and what the tests ask of it."""
 
 import contextlib
+import functools
 import json
 import os
 import re
@@ -8,6 +9,7 @@ import signal
 import subprocess
 import sys
 import threading
+from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
 import httpx
@@ -20,7 +22,7 @@ PATIENCE = 30.0  # seconds until something counts as not coming
 class Studio:
     """Runs in `data`, with the test plugins only. Ends with the `with` block, as by Ctrl-C."""
 
-    def __init__(self, data: Path) -> None:
+    def __init__(self, data: Path, token: bool = False) -> None:
         self.data = data
         (data / "config").mkdir(parents=True, exist_ok=True)
         (data / "config" / "plugin_includes.txt").touch()
@@ -32,7 +34,7 @@ class Studio:
             "HTTP_PROXY": "http://127.0.0.1:9",  # nothing may go there
             "ALL_PROXY": "http://127.0.0.1:9",
         }
-        command = [sys.executable, "-m", "velmora_studio"]
+        command = [sys.executable, "-m", "velmora_studio", *([] if token else ["--no-token"])]
         pipe = {"stdin": subprocess.DEVNULL, "stdout": subprocess.PIPE, "stderr": subprocess.STDOUT}
         own_group = {"start_new_session": True}  # as a terminal gives it
         self.process = subprocess.Popen(command, env=environment, text=True, **pipe, **own_group)
@@ -40,16 +42,25 @@ class Studio:
         self._new_line = threading.Condition()
         self._reader = threading.Thread(target=self._read)
         self._reader.start()
-        self.url = self.wait_for_line(r"The Studio: (http://\S+)/$")
+        self.address = self.wait_for_line(r"The Studio: (http://\S+)$")
+        self.url = self.address.partition("/?")[0].removesuffix("/")
         self.host = self.url.removeprefix("http://")
         self.port = int(self.host.rpartition(":")[2])
-        self.client = httpx.Client(base_url=self.url, trust_env=False, timeout=PATIENCE)
+        options = {"trust_env": False, "timeout": PATIENCE}
+        self.client = httpx.Client(base_url=self.url, **options)
+        if token:
+            assert self.client.get(self.address).status_code == 303
+        self.forward_url = self.get("studio")["forward_origin"]  # where utilities are shown
+        self.forward_host = self.forward_url.removeprefix("http://")
+        self.forward_port = int(self.forward_host.rpartition(":")[2])
+        self.pages = httpx.Client(base_url=self.forward_url, **options, cookies=self.client.cookies)
 
     def __enter__(self) -> "Studio":
         return self
 
     def __exit__(self, *_) -> None:
         self.client.close()
+        self.pages.close()
         if self.process.poll() is None:
             self.end()
 
@@ -76,7 +87,8 @@ class Studio:
             return found().group(1)
 
     def post(self, path: str, expect: int = 200, **body) -> dict:
-        answer = self.client.post(f"/api/{path}", json=body)
+        headers = {"content-type": "application/json"}
+        answer = self.client.post(f"/api/{path}", content=json.dumps(body), headers=headers)
         assert answer.status_code == expect, answer.text
         return answer.json()
 
@@ -89,8 +101,25 @@ class Studio:
         """Starts a utility, and comes back when it answers."""
         started = self.post("utility/start", utility_name=name, group_name=group)
         path = f"/group_utility/{group}/{name}/" if group else f"/utility/{name}/"
-        self.wait_until(lambda: self.client.get(path).status_code in (200, 404))
+        self.wait_until(lambda: self.pages.get(path).status_code in (200, 404))
         return started
+
+    @contextlib.contextmanager
+    def long_stop(self):
+        """Keeps the manager busy with stops, one after the other, of what doesn't obey. Gives what
+        tells whether it still is."""
+        with ThreadPoolExecutor(6) as pool:
+            start = functools.partial(self.post, "utility/start", utility_name="mutes")
+            starts = [pool.submit(start, group_name=f"g{n}") for n in range(6)]
+            mutes = [each.result() for each in starts]
+            stop = functools.partial(self.post, "utility/stop")
+            stops = [pool.submit(stop, server_id=each["server_id"]) for each in mutes]
+            try:
+                yield lambda: not all(each.done() for each in stops)
+            finally:
+                for each in mutes:
+                    with contextlib.suppress(ProcessLookupError):
+                        os.kill(each["pid"], signal.SIGKILL)
 
     def names(self) -> list[str]:
         return [entry["utility_name"] for entry in self.get("utility/running")]
@@ -119,10 +148,17 @@ class Studio:
         return int(re.search(r"VmHWM:\s+(\d+)", status).group(1)) * 1024
 
     def states(self, answer: httpx.Response):
-        """The states of a stream of events."""
+        """The states that the changes of a stream of events lead to."""
+        state = {"studio": {}, "running": {}, "starting": {}, "failures": {}}
         for line in answer.iter_lines():
             if line.startswith("data:"):
-                yield json.loads(line.removeprefix("data:"))
+                change = json.loads(line.removeprefix("data:"))
+                for section, values in state.items():
+                    values |= change.get(section, {})
+                    state[section] = {k: v for k, v in values.items() if v is not None}
+                if not change.get("more"):
+                    lists = {key: list(state[key].values()) for key in state.keys() - {"studio"}}
+                    yield {"studio": state["studio"]} | lists
 
     def _read(self) -> None:
         for line in self.process.stdout:

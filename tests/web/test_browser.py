@@ -1,12 +1,13 @@
 """The Studio's page in a real browser, with the sample plugins, as its users meet it."""
 
 import contextlib
+import itertools
 import os
 import re
 import signal
 
 import pytest
-from browser import Browser
+from browser import entry, row
 from selenium.webdriver.common.keys import Keys
 from studio_process import ROOT, Studio
 
@@ -30,13 +31,6 @@ def samples(tmp_path_factory):
         running.post("utility/stop_all")
 
 
-@pytest.fixture(scope="module")
-def browser(tmp_path_factory):
-    browser = Browser(tmp_path_factory.mktemp("profile"))
-    yield browser
-    browser.driver.quit()
-
-
 @pytest.fixture
 def page(browser, samples):
     """The Studio's page, with nothing running, seen by the system administrator in English."""
@@ -46,15 +40,6 @@ def page(browser, samples):
     browser.open(samples.url)
     yield browser
     assert browser.complaints() == []
-
-
-def entry(name, *, place="default", status=""):
-    state = f"[data-status={status}]" if status else ""
-    return f"#place-{place} .entry[data-utility={name}]{state}"
-
-
-def row(name):
-    return f"#running-rows tr[data-utility={name}]"
 
 
 def start(page, name, place="default"):
@@ -84,7 +69,7 @@ def test_a_utility_is_started_opened_and_used(page):
         page.has_text("td + td", "温度 <21 °C>")
         assert page.run("return location.pathname") == "/utility/logbook/"
         page.run("window.kept = true")
-    page.click("#tabs [data-tab=overview] button")
+    page.click("#tabs [data-tab=overview] a")
     page.gone("#frames")
     page.click(f"{row('logbook')} [data-action=open]")
     with page.frame("logbook"):
@@ -133,7 +118,7 @@ def test_a_group_utility_runs_in_the_picked_group(page):
         page.choose("tr:nth-child(3) select", "maintenance")
         page.click("tr:nth-child(3) button")
         page.has_text("tr:nth-child(3) .bad", "under maintenance")
-    page.click("#tabs [data-tab=overview] button")
+    page.click("#tabs [data-tab=overview] a")
     page.find(f"{row('group_board_admin')}[data-group=温室]")
     page.choose("#group", "greenhouse")
     stopped = entry("group_board_admin", place="group", status="stopped")
@@ -170,17 +155,13 @@ def test_navigation_bar_and_create_menu_start_and_open_at_once(page):
 def test_one_is_stopped_then_all(page, samples):
     for name in ["unit_converter", "logbook", "lab_timer"]:
         samples.start(name)
-    page.click(f"{row('unit_converter')} [data-action=lines]")
-    page.has_text("#output-text", "unit_converter:")
-    page.press(Keys.ESCAPE)
-    page.gone("#output-dialog")
     page.click(f"{row('unit_converter')} [data-action=stop]")
     page.find(entry("unit_converter", status="stopped"))
     page.gone(row("unit_converter"))
     assert sorted(samples.names()) == ["lab_timer", "logbook"]
     page.click("#stop-all")
-    page.has_text("#stop-all-text", "(2)")
-    page.click("#stop-all-yes")
+    page.has_text("#confirm-text", "(2)")
+    page.click("#confirm-yes")
     page.find("#running-empty")
     page.gone("#stop-all")
     assert samples.names() == []
@@ -204,17 +185,20 @@ def test_a_killed_utility_says_so_and_comes_back(page, samples):
     with opened(page, "unit_converter"):
         page.has_text(".big", "68 °F")
     os.kill(pid, signal.SIGKILL)
-    page.has_text(".panel .ended", "Unit converter has ended.")
+    page.has_text(".panel [data-part=in-place]", "Unit converter has ended.")
     failed = entry("unit_converter", status="failed")
-    page.has_text(f"{failed} [data-part=failure]", "ended by itself")
+    page.has_text(f"{failed} [data-part=failure]", "SIGKILL has ended it")
     page.shoot("ended")
-    page.driver.get(f"{samples.url}/utility/unit_converter/?value=100")
+    page.driver.get(f"{samples.forward_url}/utility/unit_converter/?value=100")
     page.has_text("h1", "Unit converter")
     page.has_text("main", "has ended by itself")
     page.has_text("pre", "unit_converter:")
     refused(page, 502)
     page.shoot("absent")
-    page.click("main button")
+    link = page.find("#absent-start").get_attribute("href")
+    assert link == f"{samples.url}/view/utility/unit_converter"
+    samples.start("unit_converter")
+    page.driver.refresh()
     page.has_text(".big", "212 °F")
 
 
@@ -257,6 +241,8 @@ def test_the_next_studio_adopts_what_is_persistent(tmp_path, browser):
             with opened(browser, "logbook"):
                 browser.has_text("td + td", "before")
             browser.click(f"{entry('logbook')} [data-action=stop]")
+            browser.has_text("#confirm-text", "persistent")
+            browser.click("#confirm-yes")
             browser.find(entry("logbook", status="stopped"))
             assert second.end() == ["Stopped: nothing was left to stop"]
 
@@ -270,31 +256,34 @@ def test_every_look_fits_its_screen(page, samples):
     for name, group in [("logbook", ""), ("lab_timer", ""), ("group_board", "greenhouse")]:
         samples.start(name, group)
     page.click(f"{entry('logbook')} [data-action=open]")
-    for look, width, height, scheme in [
-        ("light", 1280, 860, "light"),
-        ("dark", 1280, 860, "dark"),
-        ("phone", 390, 844, "light"),
-        ("narrow", 320, 600, "dark"),
-    ]:
+    sizes = [(320, 600), (390, 844), (768, 1024), (1024, 768), (1440, 900)]
+    schemes, languages = ["light", "dark"], ["en", "zh"]
+    for (width, height), scheme, language in itertools.product(sizes, schemes, languages):
+        look = f"{width}-{scheme}-{language}"
+        samples.post("studio/language", language=language)
         size = {"width": width, "height": height, "deviceScaleFactor": 1, "mobile": width < 800}
         page.command("Emulation.setDeviceMetricsOverride", **size)
         preference = {"name": "prefers-color-scheme", "value": scheme}
         page.command("Emulation.setEmulatedMedia", features=[preference])
         page.wait(lambda: page.run("return innerWidth") == width, look)
+        page.find(f"html[lang^={language}]")
         paper = page.run("return getComputedStyle(document.body).backgroundColor")
         assert (int(re.findall(r"\d+", paper)[0]) > 128) == (scheme == "light"), look
-        page.click("#tabs [data-tab=overview] button")
+        page.click("#tabs [data-tab=overview] a")
         page.gone("#frames")
         page.shoot(f"{look}-overview")
         bottom = "return document.querySelector(arguments[0]).getBoundingClientRect().bottom"
         assert page.run(bottom, row("logbook")) <= height, look
         assert overhang(page) <= 0, look
-        page.click("#tabs [data-tab*=logbook] button")
-        assert page.find(".bar .state").size["height"] < 30, look  # one line
+        page.click("#tabs [data-tab*=logbook] a")
+        bar = ".panel:not([hidden]) .bar"
+        assert page.find(f"{bar} .state").size["height"] < 30, look  # one line
         page.shoot(f"{look}-frame")
         assert overhang(page) <= 0, look
         with page.frame("logbook"):
             assert overhang(page) <= 0, look
+            paper = page.run("return getComputedStyle(document.body).backgroundColor")
+            assert (int(re.findall(r"\d+", paper)[0]) > 128) == (scheme == "light"), look
 
 
 def overhang(page):

@@ -7,7 +7,8 @@ from velmora_utility import Redirect, Request, Utility
 
 utility = Utility("实验计时器", "Lab timer")
 lock = threading.Lock()
-end = 0.0  # on the clock of time.monotonic()
+# On the clock of time.monotonic(). The start may have been configured with minutes to count down.
+end = time.monotonic() + 60 * utility.options.config.get("minutes", 0)
 
 
 def remaining() -> int:

@@ -17,5 +17,22 @@ def utility_server_register() -> list[dict]:
             "en_description": "Counts down.",
             "script_path": "lab_timer.py",
             "icon_path": "lab_timer.svg",
+            # What a start may be configured with: the Studio makes a form of it.
+            "config_schema": {
+                "properties": {
+                    "minutes": {
+                        "type": "integer",
+                        "title": "启动后立即倒计时（分钟）",
+                        "en_title": "Counts down at once (minutes)",
+                        "minimum": 1,
+                        "maximum": 600,
+                    },
+                    "verbose": {
+                        "type": "boolean",
+                        "title": "输出更多信息",
+                        "en_title": "Writes more to standard error",
+                    },
+                },
+            },
         }
     ]

@@ -42,7 +42,7 @@ class Plugin:
         self.plugin_name = plugin_name
         self.directory = directory
         self._module = module
-        self._failure_told = False
+        self.failure = ""  # of its hook, when it was last called
 
     def implements(self, hook: str) -> bool:
         return callable(getattr(self._module, hook, None))
@@ -50,12 +50,14 @@ class Plugin:
     def utility_server_register(self) -> Any:
         """What the plugin gives for its hook. A failure is told once, and goes on to the caller."""
         try:
-            return self._module.utility_server_register()
+            registrations = self._module.utility_server_register()
         except Exception as error:
-            if not self._failure_told:
-                self._failure_told = True
-                _tell(f"'{self.plugin_name}': utility_server_register failed: {_text(error)}")
+            if self.failure != _text(error):
+                self.failure = _text(error)
+                _tell(f"'{self.plugin_name}': utility_server_register failed: {self.failure}")
             raise
+        self.failure = ""
+        return registrations
 
 
 class PluginRegister:
@@ -64,6 +66,7 @@ class PluginRegister:
     def __init__(self) -> None:
         self._lock = threading.RLock()
         self._plugins: dict[str, Plugin] | None = None
+        self._refused: list[tuple[Path, str]] = []
         self._included: list[Path] = []
         self._module_names: list[str] = []
 
@@ -74,6 +77,18 @@ class PluginRegister:
                 self._load()
             return [plugin for plugin in self._plugins.values() if plugin.implements(hook)]
 
+    def plugins(self) -> list[Plugin]:
+        """All that are loaded, in the order of the register."""
+        with self._lock:
+            if self._plugins is None:
+                self._load()
+            return list(self._plugins.values())
+
+    def refused(self) -> list[tuple[Path, str]]:
+        """The directories whose plugin can't be loaded, each with the reason."""
+        with self._lock:
+            return list(self._refused)
+
     def reload(self) -> None:
         """Forgets all plugins and loads them anew from their files."""
         with self._lock:
@@ -83,10 +98,11 @@ class PluginRegister:
     def _load(self) -> None:
         _offer_studio_modules_to_children()
         importlib.invalidate_caches()
-        self._plugins = {}
+        self._plugins, self._refused = {}, []
         for directory in _sub_directories(Path(built_in.__file__).parent):
             self._add(directory, is_builtin=True)
-        self._included = _included_directories()
+        self._included, no_plugins = _included_directories()
+        self._refused += no_plugins
         for directory in self._included:
             self._add(directory)
         for directory in _sub_directories(Path(local.get_plugin_dir())):
@@ -101,6 +117,7 @@ class PluginRegister:
                 raise ValueError(f"{self._plugins[name].directory} has the same name, and counts")
             self._plugins[name] = Plugin(name, directory, module)
         except (Exception, SystemExit) as error:  # a script without a guard may end in sys.exit()
+            self._refused.append((directory, _text(error)))
             _tell(f"plugin in {directory} not loaded: {_text(error)}")
 
     def _import_main(self, directory: Path) -> ModuleType:
@@ -146,10 +163,10 @@ def _sub_directories(parent: Path) -> list[Path]:
     return sorted(main.parent for main in parent.glob("*/main.py") if main.is_file())
 
 
-def _included_directories() -> list[Path]:
-    """The directories that `plugin_includes.txt` lists, without those that hold no `main.py`."""
+def _included_directories() -> tuple[list[Path], list[tuple[Path, str]]]:
+    """The directories that `plugin_includes.txt` lists, and those of its lines that are none."""
     path = Path(local.get_default_config_dir()) / "plugin_includes.txt"
-    directories = []
+    directories, refused = [], []
     try:
         with path.open(encoding="utf-8") as file:
             for line in filter(None, map(str.strip, file)):
@@ -157,12 +174,14 @@ def _included_directories() -> list[Path]:
                 if (directory / "main.py").is_file():
                     directories.append(directory)
                 else:
+                    refused.append((directory, f"{path.name}: it holds no main.py"))
                     _tell(f"{path}: {line} holds no main.py")
     except FileNotFoundError:
         pass
     except (OSError, ValueError) as error:
+        refused.append((path, f"it can't be read: {_text(error)}"))
         _tell(f"{path} can't be read: {_text(error)}")
-    return directories
+    return directories, refused
 
 
 def _check_name(name: Any, is_builtin: bool, required_name: str) -> None:

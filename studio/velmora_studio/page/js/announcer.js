@@ -1,7 +1,8 @@
 /** Tells users of screen readers what has changed somewhere on the page. */
 
 import { byId } from "./dom.js";
-import { failureTitle, keyOf, titleOf } from "./naming.js";
+import { failureTitle, groupTitle, titleOf } from "./naming.js";
+import { entryOf, store } from "./store.js";
 import { t } from "./texts.js";
 
 /** @typedef {import("./types.js").State} State */
@@ -32,12 +33,8 @@ export function announceChanges(before, after) {
     ),
   ];
   if (said.length) sayAloud(said.join(" "));
-  const failed = added(
-    before.failures,
-    after.failures,
-    (each) => `${keyOf(each.utility_name, each.group_name)} ${each.time}`,
-  );
-  if (failed.length) alertAloud(failed.map((failure) => textOf(failure, after)).join(" "));
+  const failed = added(before.failures, after.failures, (each) => each.id ?? "");
+  if (failed.length) alertAloud(failed.map(textOf).join(" "));
 }
 
 /**
@@ -54,16 +51,13 @@ function added(before, after, keyOfItem) {
 /** @param {import("./types.js").Server} server */
 function nameOf(server) {
   const title = titleOf(server);
-  return server.group_name ? t("inGroup", { title, group: server.group_name }) : title;
+  const group = groupTitle(server.group_name ?? "", store.state?.studio.groups ?? []);
+  return group ? t("inGroup", { title, group }) : title;
 }
 
-/**
- * @param {import("./types.js").Failure} failure
- * @param {State} state
- */
-function textOf(failure, state) {
-  const entries = Object.values(state.places).flat();
-  const entry = entries.find((each) => each.utility_name === failure.utility_name);
+/** @param {import("./types.js").Failure} failure */
+function textOf(failure) {
+  const entry = entryOf(failure.utility_name);
   const title = entry ? titleOf(entry) : failure.utility_name;
   return `${failureTitle(failure, title)} ${failure.digest || failure.message}`;
 }

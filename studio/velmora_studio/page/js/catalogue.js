@@ -1,49 +1,57 @@
 /** The places of the interface that list what the user may use. */
 
 import { act, createEntry, describe } from "./entry.js";
-import { byId, h, setText, show, sync } from "./dom.js";
-import { titleOf, userName } from "./naming.js";
+import { byId, h, setAttribute, setText, show, sync } from "./dom.js";
+import { chosenOf, isFiltered, renderFilter } from "./filter.js";
+import { groupTitle, titleOf, userName } from "./naming.js";
 import { createTile } from "./icons.js";
 import { statusOf, store } from "./store.js";
 import { hasText, t } from "./texts.js";
 
 /** @typedef {import("./types.js").Entry} Entry */
-/** @typedef {import("./types.js").Place} Place */
-/** @typedef {import("./types.js").State} State */
+/** @typedef {import("./types.js").Catalogue} Catalogue */
+/** @typedef {import("./types.js").Studio} Studio */
 
-/** @param {State} state */
-export function renderCatalogue(state) {
-  const { places, studio } = state;
-  for (const place of /** @type {Place[]} */ (["default", "group", "create_exp"])) {
-    sync(byId(`place-${place}`), places[place], nameOf, () => createEntry(place));
-  }
+/** @param {Studio} studio @param {Catalogue} catalogue */
+export function renderCatalogue(studio, { places }) {
+  renderFilter([...places.default, ...places.group]);
+  renderPlace("default", places.default, t("emptyDefault"));
+  const user = userOf(studio);
+  renderPlace("group", places.group, t(studio.groups.length ? "emptyGroup" : "noGroup", { user }));
+  sync(byId("place-create_exp"), places.create_exp, nameOf, () => createEntry("create_exp"));
   sync(byId("place-navbar"), places.navbar, nameOf, createNavbarButton);
   show(byId("navbar"), places.navbar.length > 0);
   show(byId("create-button"), places.create_exp.length > 0);
-  setText(byId("create-hint"), store.group ? t("createHint", { group: store.group }) : "");
-  const found = studio.users.find((each) => each.id === studio.user);
-  const user = found ? userName(found) : studio.user;
-  const role = `role_${found?.role}`;
-  showEmpty("default", places.default, t("emptyDefault"));
-  showEmpty("group", places.group, t(studio.groups.length ? "emptyGroup" : "noGroup", { user }));
+  const group = groupTitle(store.group, studio.groups);
+  setText(byId("create-hint"), group ? t("createHint", { group }) : "");
+  const role = `role_${studio.users.find((each) => each.id === studio.user)?.role}`;
   setText(byId("access-hint"), t("accessHint", { user, role: hasText(role) ? t(role) : "" }));
-  byId("catalogue").setAttribute("aria-busy", "false");
 }
 
-/** @param {Entry} entry */
-function nameOf(entry) {
-  return entry.utility_name;
+/** @param {Studio} studio */
+function userOf(studio) {
+  const found = studio.users.find((each) => each.id === studio.user);
+  return found ? userName(found) : studio.user;
 }
 
 /**
  * @param {"default"|"group"} place
  * @param {Entry[]} entries
- * @param {string} text
+ * @param {string} emptyText what to say where there is nothing at all
  */
-function showEmpty(place, entries, text) {
-  const node = byId(`${place}-empty`);
-  setText(node, text);
-  node.hidden = entries.length > 0;
+function renderPlace(place, entries, emptyText) {
+  const chosen = chosenOf(entries);
+  sync(byId(`place-${place}`), chosen, nameOf, () => createEntry(place));
+  const count = isFiltered() ? t("countOf", { count: chosen.length, all: entries.length }) : `${entries.length}`;
+  setText(byId(`${place}-count`), count);
+  const empty = byId(`${place}-empty`);
+  setText(empty, entries.length ? t("nothingFound") : emptyText);
+  empty.hidden = chosen.length > 0;
+}
+
+/** @param {Entry} entry */
+function nameOf(entry) {
+  return entry.utility_name;
 }
 
 /**
@@ -65,6 +73,7 @@ function createNavbarButton() {
       current = entry;
       const status = statusOf(entry);
       describe(node, entry, status);
+      setAttribute(button, "data-status", status.kind);
       tile.update(entry);
       setText(title, titleOf(entry));
       setText(state, status.kind === "stopped" ? "" : t(status.kind));

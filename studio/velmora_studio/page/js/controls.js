@@ -57,8 +57,9 @@ function finish(node, text, icon) {
     node,
     /** @param {string} action @param {string} title */
     label(action, title) {
-      setText(text, t(action));
-      const whole = t("actionOn", { action: t(action), title });
+      const own = t(action);
+      setText(text, own);
+      const whole = t("actionOn", { action: own, title });
       setAttribute(node, "aria-label", whole);
       if (node.classList.contains("icon")) setAttribute(node, "title", whole);
     },

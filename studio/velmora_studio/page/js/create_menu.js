@@ -14,19 +14,21 @@ export function setUpCreateMenu() {
     button.setAttribute("aria-expanded", String(open));
   }
 
+  /** @param {any} node of the panel, or of what one of its entries has opened */
+  const belongs = (node) => panel.parentElement.contains(node) || node.closest?.("#menu, dialog");
+
   button.addEventListener("click", () => set(panel.hidden));
   document.addEventListener("keydown", (event) => {
-    if (event.key !== "Escape" || panel.hidden || document.querySelector("dialog[open]")) return;
+    if (event.key !== "Escape" || panel.hidden || document.querySelector("dialog[open], #menu:popover-open")) return;
     set(false);
     button.focus();
   });
   document.addEventListener("pointerdown", (event) => {
-    const inside = panel.parentElement.contains(event.target);
-    if (!panel.hidden && !inside) set(false);
+    if (!panel.hidden && !belongs(event.target)) set(false);
   });
   // The focus that moves on with Tab, or into a utility's frame, leaves the menu behind as well.
   panel.parentElement.addEventListener("focusout", (/** @type {FocusEvent} */ event) => {
     const next = /** @type {Node|null} */ (event.relatedTarget);
-    if (next && !panel.parentElement.contains(next)) set(false);
+    if (next && !belongs(next)) set(false);
   });
 }

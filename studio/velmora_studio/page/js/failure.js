@@ -1,7 +1,7 @@
 /** What went wrong with a utility, as the Studio words it. */
 
 import { h, setText, show } from "./dom.js";
-import { failureTitle, isEnd } from "./naming.js";
+import { failureTitle } from "./naming.js";
 import { drawing } from "./icons.js";
 import { t } from "./texts.js";
 
@@ -14,9 +14,10 @@ const headline = "Utility 启动失败:";
  * all that there is to say where the failure belongs to none.
  *
  * @param {() => void} onDismiss
+ * @param {...Node} actions
  * @returns {import("./types.js").View<{title: string, failure: Failure|null}>}
  */
-export function createFailure(onDismiss) {
+export function createFailure(onDismiss, ...actions) {
   const lead = h("p", { className: "failure-lead" });
   const first = h("strong", { className: "failure-first", "data-part": "first" });
   const rest = h("pre", { className: "failure-rest", "data-part": "rest", tabIndex: 0 });
@@ -31,18 +32,19 @@ export function createFailure(onDismiss) {
     { className: "failure", "data-part": "failure", hidden: true },
     drawing("warning"),
     h("div", { className: "failure-text" }, lead, first, rest),
-    button,
+    h("div", { className: "failure-actions" }, ...actions, button),
   );
   return {
     node,
     update({ title, failure }) {
       show(node, failure !== null);
       if (!failure) return;
+      const isEnd = failure.kind === "end";
       setText(lead, failure.utility_name ? failureTitle(failure, title) : title);
       setText(dismissText, t("dismiss"));
-      const words = isEnd(failure) ? failure.digest ?? "" : failure.digest || failure.message;
+      const words = isEnd ? failure.digest ?? "" : failure.digest || failure.message;
       const lines = words.trim().split("\n");
-      showFirst(first, isEnd(failure) ? "" : lines.shift() ?? "");
+      showFirst(first, isEnd ? "" : lines.shift() ?? "");
       setText(rest, lines.join("\n"));
       rest.hidden = !rest.textContent;
     },

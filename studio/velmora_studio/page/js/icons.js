@@ -14,6 +14,13 @@ const drawings = {
   stop: "M6 6h12v12H6z",
   close: "M6 6l12 12M18 6L6 18",
   reload: "M20 5v5h-5M19.5 10A8 8 0 1 0 20 14",
+  restart: "M4 12a8 8 0 0 1 14-5.3L20 9M20 4v5h-5M20 12a8 8 0 0 1-14 5.3L4 15M4 20v-5h5",
+  more: "M12 5h.01M12 12h.01M12 19h.01",
+  star: "M12 3.5l2.6 5.4 5.9.8-4.3 4.1 1 5.9-5.2-2.8-5.2 2.8 1-5.9L3.5 9.7l5.9-.8z",
+  details: "M12 3a9 9 0 1 0 0 18 9 9 0 1 0 0-18M12 11v6M12 7.5h.01",
+  sliders: "M4 7h9M17 7h3M4 17h3M11 17h9M15 4.5v5M9 14.5v5",
+  whole: "M4 9V4h5M20 9V4h-5M4 15v5h5M20 15v5h-5",
+  fold: "M4 5h16v14H4zM9.5 5v14M6 9h1M6 12h1",
   lines: "M5 6h14M5 10h9M5 14h14M5 18h7",
   plus: "M12 5v14M5 12h14",
   theme_system: "M12 3a9 9 0 1 0 0 18zM12 3a9 9 0 0 1 0 18",
@@ -32,7 +39,7 @@ const drawings = {
 export function drawing(name) {
   const node = document.createElementNS(svg, "svg");
   node.setAttribute("viewBox", "0 0 24 24");
-  node.setAttribute("class", "drawing");
+  node.setAttribute("class", `drawing drawing-${name}`);
   node.setAttribute("aria-hidden", "true");
   const path = document.createElementNS(svg, "path");
   path.setAttribute("d", drawings[name]);
@@ -46,7 +53,7 @@ export function drawing(name) {
  * @returns {import("./types.js").View<Pick<Server, "utility_name"|"title"|"en_title"|"icon">>}
  */
 export function createTile() {
-  const image = h("img", { alt: "", hidden: true });
+  const image = h("img", { alt: "", hidden: true, loading: "lazy", decoding: "async" });
   const letter = h("span", { className: "letter" });
   const node = h("span", { className: "tile", "aria-hidden": "true" }, image, letter);
   let broken = "";
@@ -59,7 +66,8 @@ export function createTile() {
     node,
     update(entry) {
       update = () => this.update(entry);
-      const icon = entry.icon?.startsWith("data:image/") && entry.icon !== broken ? entry.icon : "";
+      const address = entry.icon ? new URL(entry.icon, location.href).href : "";
+      const icon = address !== broken ? address : "";
       if (icon) setAttribute(image, "src", icon);
       image.hidden = !icon;
       setText(letter, icon ? "" : Array.from(titleOf(entry))[0].toUpperCase());

@@ -2,43 +2,50 @@
 
 import { announceChanges, sayAloud } from "./announcer.js";
 import { tickAges } from "./ages.js";
+import { RequestError, get } from "./api.js";
 import { renderCatalogue } from "./catalogue.js";
+import { setUpConfigDialog } from "./config_dialog.js";
 import { setUpCreateMenu } from "./create_menu.js";
-import { byId, setText } from "./dom.js";
+import { byId, setAttribute, setText } from "./dom.js";
 import { openEvents } from "./events.js";
+import { setUpFilter } from "./filter.js";
+import { setUpKeyboard } from "./keyboard.js";
+import { setUpMenu } from "./menu.js";
 import { renderNotices } from "./notices.js";
-import { setUpOutputDialog } from "./output_dialog.js";
+import { readPlugins, renderPlugins } from "./plugins.js";
 import { renderEmptyRunning, renderRunning } from "./running.js";
 import {
   keepGroup,
   preferredGroup,
   readGroup,
+  renderCatalogueFold,
   renderSettings,
   renderTheme,
   setUpSettings,
 } from "./settings.js";
-import { changed, onChange, store, takeState } from "./store.js";
+import { changed, onChange, store, takeCatalogue, takeState } from "./store.js";
 import { currentLanguage, setLanguage, t } from "./texts.js";
+import { watchUsage } from "./usage.js";
 import { renderWorkspace } from "./workspace.js";
 
 /** @typedef {import("./types.js").State} State */
 
-/** The group that the user has chosen, which the state may not have caught up with. */
+const retryDelay = 1500; // milliseconds
+
+/** The group that the user has chosen, which the catalogue may not have caught up with. */
 let group = readGroup();
+/** The catalogue that was asked for last: its version and group. */
+let asked = "";
 
-const events = openEvents({ onState: take, onLost: lose });
-
-/** @param {State} state @param {string} stateGroup */
-function take(state, stateGroup) {
+/** @param {State} state */
+function take(state) {
   const before = store.state;
-  const preferred = preferredGroup(state);
   if (state.studio.language !== currentLanguage()) translate(state.studio.language);
-  takeState(state, stateGroup);
+  takeState(state);
   if (before?.studio.pid === state.studio.pid) announceChanges(before, state);
   else if (before) greetNewStudio(state);
-  if (preferred !== group && !state.studio.groups.some((each) => each.name === group)) {
-    chooseGroup(preferred);
-  }
+  if (!state.studio.groups.some((each) => each.name === group)) group = preferredGroup(state);
+  readCatalogue();
 }
 
 function lose() {
@@ -46,12 +53,30 @@ function lose() {
   changed();
 }
 
+/** Reads the catalogue if another one is to be shown than the one that was asked for last. */
+async function readCatalogue() {
+  const studio = store.state?.studio;
+  const wanted = `${studio?.pid} ${studio?.catalogue} ${group}`;
+  if (!studio || wanted === asked) return;
+  asked = wanted;
+  byId("catalogue").setAttribute("aria-busy", "true");
+  const forGroup = group;
+  try {
+    const catalogue = await get("/api/catalogue", { group_name: forGroup });
+    if (asked === wanted) takeCatalogue(catalogue, forGroup);
+    readPlugins();
+  } catch (error) {
+    if (!(error instanceof RequestError)) throw error;
+    if (asked === wanted) asked = "";
+    setTimeout(readCatalogue, retryDelay);
+  }
+}
+
 /** @param {string} chosen */
 function chooseGroup(chosen) {
   group = chosen;
   keepGroup(chosen);
-  byId("catalogue").setAttribute("aria-busy", "true");
-  events.watch(chosen);
+  readCatalogue();
 }
 
 /**
@@ -69,6 +94,7 @@ function greetNewStudio(state) {
 function translate(language) {
   setLanguage(language);
   renderTheme();
+  renderCatalogueFold();
   renderEmptyRunning();
 }
 
@@ -76,9 +102,11 @@ function render() {
   renderConnection();
   renderNotices();
   renderWorkspace();
+  renderPlugins();
   if (!store.state) return;
   renderSettings(store.state, group);
-  renderCatalogue(store.state);
+  if (store.catalogue) renderCatalogue(store.state.studio, store.catalogue);
+  setAttribute(byId("catalogue"), "aria-busy", String(store.group !== group || !store.catalogue));
   renderRunning(store.state);
 }
 
@@ -92,8 +120,12 @@ function renderConnection() {
 translate(currentLanguage());
 setUpSettings(chooseGroup);
 setUpCreateMenu();
-setUpOutputDialog();
+setUpMenu();
+setUpConfigDialog();
+setUpFilter();
+setUpKeyboard();
 onChange(render);
 render();
 tickAges();
-events.watch(group);
+watchUsage();
+openEvents({ onState: take, onLost: lose });

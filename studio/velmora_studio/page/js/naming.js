@@ -4,6 +4,18 @@ import { currentLanguage, t } from "./texts.js";
 
 /** @typedef {import("./types.js").Entry} Entry */
 /** @typedef {import("./types.js").Server} Server */
+/** @typedef {import("./types.js").Failure} Failure */
+
+/**
+ * The one of two texts that is in the user's language, else the other.
+ *
+ * @param {unknown} chinese
+ * @param {unknown} english
+ */
+function inLanguage(chinese, english) {
+  const texts = currentLanguage() === "en" ? [english, chinese] : [chinese, english];
+  return String(texts.find(Boolean) ?? "");
+}
 
 /**
  * The title in the user's language, in the other one if it lacks, else the name.
@@ -11,27 +23,33 @@ import { currentLanguage, t } from "./texts.js";
  * @param {{utility_name: string|null, title?: string|null, en_title?: string}} entry
  */
 export function titleOf(entry) {
-  const titles = [entry.title, entry.en_title];
-  if (currentLanguage() === "en") titles.reverse();
-  return String(titles.find(Boolean) || entry.utility_name || "–");
+  return inLanguage(entry.title, entry.en_title) || entry.utility_name || "–";
 }
 
-/**
- * The user's name in the user's language.
- *
- * @param {{id: string, name: string, en_name: string}} user
- */
+/** @param {{id: string, name: string, en_name: string}} user */
 export function userName(user) {
-  const names = [user.name, user.en_name];
-  if (currentLanguage() === "en") names.reverse();
-  return String(names.find(Boolean) || user.id);
+  return inLanguage(user.name, user.en_name) || user.id;
 }
 
 /** @param {Entry} entry */
 export function aboutOf(entry) {
-  const abouts = [entry.description, entry.en_description];
-  if (currentLanguage() === "en") abouts.reverse();
-  return String(abouts.find(Boolean) ?? "");
+  return inLanguage(entry.description, entry.en_description);
+}
+
+/** @param {import("./types.js").Group} group */
+export function ownerOf(group) {
+  return inLanguage(group.organization, group.en_organization);
+}
+
+/**
+ * The title of a device group; of an unknown one its name.
+ *
+ * @param {string} name
+ * @param {import("./types.js").Group[]} groups
+ */
+export function groupTitle(name, groups) {
+  const group = groups.find((each) => each.name === name);
+  return (group && inLanguage(group.title, group.en_title)) || name;
 }
 
 /**
@@ -63,43 +81,42 @@ export function keyOf(name, group = "") {
   return JSON.stringify([name, group]);
 }
 
-/**
- * Whether an instance has ended by itself, rather than failed to start.
- *
- * @param {import("./types.js").Failure} failure
- */
-export function isEnd(failure) {
-  return failure.message.endsWith(" has ended by itself.");
-}
-
-/**
- * What went wrong, in a sentence.
- *
- * @param {import("./types.js").Failure} failure
- * @param {string} title the utility's
- */
-export function failureTitle(failure, title) {
-  return t(isEnd(failure) ? "endedByItself" : "startFailed", { title });
-}
-
 /** @param {Server} server */
 export function keyOfServer(server) {
   return keyOf(server.utility_name, server.group_name);
 }
 
 /**
- * The first page of an instance below the Studio; null where its names make no such address. The
- * names stand in `url` as they are, so the address is built anew from them, each one escaped.
+ * What went wrong, in a sentence that names the signal or the exit code.
+ *
+ * @param {Failure} failure
+ * @param {string} title the utility's
+ */
+export function failureTitle(failure, title) {
+  if (failure.kind !== "end") return t("startFailed", { title });
+  return `${t("endedByItself", { title })} ${exitText(failure)}`.trim();
+}
+
+/** @param {{signal?: string, exit_code?: number}|null} exit */
+export function exitText(exit) {
+  if (exit?.signal) return t("bySignal", { signal: exit.signal });
+  return exit?.exit_code === undefined ? "" : t("withCode", { code: exit.exit_code });
+}
+
+/**
+ * The first page of an instance; null where its names make no address below its own prefix.
  *
  * @param {Server} server
  */
 export function addressOf(server) {
-  const grouped = /^\w+:\/\/[^/]*\/group_utility\//.test(server.url);
-  const names = grouped ? [server.group_name, server.utility_name] : [server.utility_name];
-  const path = names.map((name) => encodeURIComponent(name ?? "")).join("/");
-  const root = new URL(`/${grouped ? "group_utility" : "utility"}/${path}/`, location.origin);
-  const route = String(server.default_route ?? "").replace(/^\/+/, "");
-  const page = new URL(`./${route}`, root);
+  const names = server.group_name === undefined ? [] : [server.group_name];
+  const kind = names.length ? "group_utility" : "utility";
+  const path = [kind, ...names, server.utility_name ?? ""].map(encodeURIComponent).join("/");
+  // The same host name as the page's own: to a browser another name is another site.
+  const origin = new URL(server.url);
+  origin.hostname = location.hostname;
+  const root = new URL(`/${path}/`, origin);
+  const page = new URL(server.full_path, origin);
   const inside = /^\/(group_)?utility\/[^/]/.test(root.pathname);
   return inside && page.href.startsWith(root.href) ? page.href : null;
 }

@@ -1,10 +1,11 @@
 /** Notices below the header: what failed and has no place of its own in the page. */
 
+import { dismiss } from "./actions.js";
+import { alertAloud } from "./announcer.js";
 import { byId, h, sync } from "./dom.js";
 import { createFailure } from "./failure.js";
-import { alertAloud } from "./announcer.js";
-import { keyOf, titleOf } from "./naming.js";
-import { changed, dismiss, statusOf, store } from "./store.js";
+import { titleOf } from "./naming.js";
+import { changed, statusOf, store } from "./store.js";
 
 /** @typedef {import("./types.js").Failure} Failure */
 /** @typedef {{id: string, title: string, failure: Failure, dismiss: () => void}} Notice */
@@ -19,7 +20,8 @@ let count = 0;
  */
 export function addNotice(title, message = "") {
   const id = `notice-${(count += 1)}`;
-  const failure = { utility_name: "", group_name: "", message, time: 0 };
+  /** @type {Failure} */
+  const failure = { kind: "start", utility_name: "", group_name: "", message, time: 0 };
   const remove = () => {
     notices = notices.filter((notice) => notice.id !== id);
     changed();
@@ -39,12 +41,11 @@ export function renderNotices() {
  * @returns {Notice[]}
  */
 function navbarNotices() {
-  return (store.state?.places.navbar ?? []).flatMap((entry) => {
+  return (store.catalogue?.places.navbar ?? []).flatMap((entry) => {
     const { failure } = statusOf(entry);
     if (!failure) return [];
-    const title = titleOf(entry);
-    const key = keyOf(failure.utility_name, failure.group_name);
-    return [{ id: `${key} ${failure.time}`, title, failure, dismiss: () => dismiss(key) }];
+    const id = `${failure.utility_name} ${failure.time}`;
+    return [{ id, title: titleOf(entry), failure, dismiss: () => dismiss(failure) }];
   });
 }
 

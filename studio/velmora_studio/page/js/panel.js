@@ -1,25 +1,27 @@
-/** An opened utility: a bar of its own and the frame with its pages. */
+/** An opened utility: a bar of its own, its pages, its last lines and its details. */
 
-import { start, stop } from "./actions.js";
+import { dismiss, restart, start, stop } from "./actions.js";
 import { createAge, setAge } from "./ages.js";
 import { createButton, createTabLink, setBusy } from "./controls.js";
+import { createDetails } from "./details.js";
 import { h, setAttribute, setText, show } from "./dom.js";
-import { addressOf } from "./naming.js";
 import { createFailure } from "./failure.js";
-import { showOutput } from "./output_dialog.js";
-import { dismiss, statusOfKey } from "./store.js";
+import { createLines } from "./lines.js";
+import { addressOf } from "./naming.js";
+import { addressOfView, currentView, go, leadsTo, utilityView } from "./router.js";
+import { statusOfKey } from "./store.js";
 import { t } from "./texts.js";
 import { nameOf } from "./workspace.js";
 
 /** @typedef {import("./workspace.js").Opened} Opened */
 /** @typedef {import("./types.js").Server} Server */
+/** @typedef {import("./types.js").Status} Status */
+/** @typedef {import("./types.js").PageView["part"]} Part */
 
 /**
- * What a utility may do in its frame. Utilities are forwarded through the Studio's own origin and
- * need it: without `allow-same-origin` they would lose their cookies and storage, and the requests
- * and WebSockets to their own address would count as foreign. With it, and with scripts, a sandbox
- * is no wall against ill will; plugins are trusted as the Studio itself is. It keeps a careless page
- * from replacing the whole Studio, as `allow-top-navigation` is left out.
+ * What a utility may do in its frame. Its pages come from an origin of their own, so with
+ * `allow-same-origin` they keep their cookies, storage and requests, and still reach nothing of
+ * the Studio's. `allow-top-navigation` is left out: no page replaces the Studio's.
  */
 const sandbox = [
   "allow-same-origin",
@@ -31,92 +33,159 @@ const sandbox = [
   "allow-popups-to-escape-sandbox",
 ].join(" ");
 
+/** @type {Part[]} */
+const parts = ["page", "lines", "details"];
+
 /**
  * @param {(key: string) => void} onClose
  * @returns {import("./types.js").View<Opened>}
  */
 export function createPanel(onClose) {
   let current = /** @type {Opened} */ (/** @type {unknown} */ (null));
-  // The instance that the frame shows.
-  let shown = /** @type {Server|null} */ (null);
+  let server = /** @type {Server|null} */ (null);
+  // The instance that the frame shows, and one that is to be shown although it is silent.
+  let [shownId, insistedId] = ["", ""];
   const title = h("h2", { tabIndex: -1 });
   const age = createAge();
   const state = h("span", { className: "state", "data-part": "state" });
-  const reload = createButton("button icon quiet", "reload", () => reloadFrame(frame), "reload");
+  const partLinks = parts.map((part) => createPartLink(part, () => current));
+  const reload = createButton("button icon quiet", "reload", () => (frame.src = frame.src), "reload");
   const tab = createTabLink();
-  const end = createButton("button icon quiet", "stop", () => shown && stop(shown), "stop");
-  const close = createButton("button icon quiet", "close", () => onClose(current.key), "close");
-  const again = createButton("button primary", "start", () => start(current.name, current.group));
-  const lines = createButton("button", "lines", () => shown && showOutput(shown), "lines");
-  const endedText = h("p");
-  const ended = h("div", { className: "ended", hidden: true }, endedText, again.node, lines.node);
+  const whole = createButton("button icon quiet", "whole", turnWhole, "whole");
+  const again = createButton("button icon quiet", "restart", () => server && restart(server), "restart");
+  const end = createButton("button icon quiet danger apart", "stop", () => server && stop(server), "stop");
+  const close = createButton("button icon quiet apart", "close", () => onClose(current.key), "close");
+  const begin = createButton("button primary", "start", () => start(current.name, current.group));
+  const insist = createButton("button", "insist", () => {
+    insistedId = server?.server_id ?? "";
+    update(current);
+  });
+  const placeText = h("p");
+  const place = h("div", { className: "in-place", "data-part": "in-place" }, placeText, begin.node, insist.node);
   const failure = createFailure(() => {
-    dismiss(current.key);
+    const { failure: failed } = statusOfKey(current.key);
+    if (failed) dismiss(failed);
     title.focus();
   });
-  const frame = h("iframe", { className: "frame" });
+  const frame = h("iframe", { className: "frame", hidden: true, allow: "fullscreen; clipboard-write" });
   frame.setAttribute("sandbox", sandbox);
+  const [lines, details] = [createLines(), createDetails()];
   const node = h(
     "section",
     { className: "panel" },
-    h("div", { className: "bar" }, title, state, age, reload.node, tab.node, end.node, close.node),
-    ended,
+    h(
+      "div",
+      { className: "bar" },
+      h("div", { className: "bar-name" }, title, state, age),
+      h("nav", { className: "parts" }, ...partLinks.map((link) => link.node)),
+      h("div", { className: "bar-tools" }, reload.node, tab.node, whole.node, again.node, end.node, close.node),
+    ),
     failure.node,
+    place,
     frame,
+    lines.node,
+    details.node,
   );
   return { node, update };
 
   /** @param {Opened} tabOf */
   function update(tabOf) {
     current = tabOf;
-    const { kind, server, failure: failed } = statusOfKey(tabOf.key);
-    const name = nameOf(tabOf);
-    setAttribute(node, "data-key", tabOf.key);
-    setAttribute(node, "data-utility", tabOf.name);
-    setAttribute(node, "data-group", tabOf.group);
-    setAttribute(node, "data-status", kind);
+    const status = statusOfKey(tabOf.key);
+    ({ server } = status);
+    const view = currentView();
+    const [part, name] = [view.key === tabOf.key ? view.part : "page", nameOf(tabOf)];
+    for (const [key, value] of Object.entries({ key: tabOf.key, utility: tabOf.name, group: tabOf.group, part })) {
+      setAttribute(node, `data-${key}`, value);
+    }
+    setAttribute(node, "data-status", status.kind);
     setAttribute(node, "aria-label", name);
     setText(title, name);
-    setText(state, kind === "stopped" ? t("ended") : t(kind));
-    setAttribute(state, "data-kind", kind);
+    setText(state, t(status.kind === "stopped" ? "notRunning" : status.kind));
+    setAttribute(state, "data-kind", status.kind);
     setAge(age, server?.create_time);
-    if (server) load(server, name);
-    showEnd(kind, name);
-    failure.update({ title: name, failure: failed });
+    for (const link of partLinks) link.update(part);
+    showPage(status, part, name);
+    label(status, name);
+    failure.update({ title: name, failure: part === "page" ? status.failure : null });
+    const isShown = view.key === tabOf.key;
+    lines.update({ opened: tabOf, shown: isShown && part === "lines" });
+    details.update({ opened: tabOf, shown: isShown && part === "details" });
   }
 
-  /** @param {Server} server @param {string} name */
-  function load(server, name) {
-    const address = addressOf(server);
+  /**
+   * The frame comes when there is something to show in it.
+   *
+   * @param {Status} status
+   * @param {Part} part
+   * @param {string} name
+   */
+  function showPage({ kind, waits }, part, name) {
+    const address = server && addressOf(server);
+    const isThere = kind === "running" || insistedId === server?.server_id;
+    if (part === "page" && server && address && isThere && shownId !== server.server_id) {
+      frame.src = address;
+      shownId = server.server_id;
+    }
     setAttribute(frame, "title", name);
     setAttribute(tab.node, "href", address);
-    if (address && shown?.server_id !== server.server_id) frame.src = address;
-    shown = server;
+    show(frame, part === "page" && shownId !== "", title);
+    show(place, part === "page" && !isThere && kind !== "stopping", title);
+    setAttribute(place, "data-kind", kind);
+    setText(placeText, placeTextOf(kind, waits));
   }
 
-  /** @param {string} kind @param {string} name */
-  function showEnd(kind, name) {
+  /** @param {Status["kind"]} kind @param {boolean} waits */
+  function placeTextOf(kind, waits) {
+    if (kind === "starting" && server) return t("waiting", { port: server.port });
+    if (kind === "starting") return t(waits ? "waitsForStop" : "watching");
+    if (kind === "silent") return t("silentText", { port: server?.port ?? "" });
+    return shownId ? t("hasEnded", { title: nameOf(current) }) : t("notRunningText");
+  }
+
+  /** @param {Status} status @param {string} name */
+  function label({ kind }, name) {
+    const { whole: isWhole } = currentView();
     for (const [control, action] of /** @type {const} */ ([
       [reload, "reload"],
       [tab, "openInTab"],
+      [whole, isWhole ? "notWhole" : "whole"],
+      [again, "restart"],
       [end, "stop"],
       [close, "close"],
-      [again, kind === "starting" ? "starting" : "startAgain"],
-      [lines, "lastLines"],
+      [begin, shownId ? "startAgain" : "start"],
+      [insist, "insist"],
     ])) control.label(action, name);
-    for (const control of [reload, tab, end]) show(control.node, kind === "running", title);
-    show(ended, kind === "stopped" || kind === "starting", title);
-    setText(endedText, kind === "starting" ? t("watching") : t("hasEnded", { title: name }));
-    setBusy(again.node, kind === "starting");
-    show(lines.node, shown !== null, title);
+    const isThere = server !== null && kind !== "stopping";
+    for (const control of [reload, tab]) show(control.node, kind === "running", title);
+    for (const control of [again, end]) show(control.node, isThere, title);
+    show(begin.node, kind === "stopped", title);
+    setBusy(begin.node, kind === "starting");
+    show(insist.node, kind === "silent", title);
+  }
+
+  function turnWhole() {
+    const view = currentView();
+    go({ ...view, part: "page", whole: !view.whole });
   }
 }
 
-/** @param {HTMLIFrameElement} frame */
-function reloadFrame(frame) {
-  try {
-    frame.contentWindow?.location.reload();
-  } catch {
-    frame.src = frame.src; // the frame has gone to a page of another origin
-  }
+/**
+ * @param {Part} part
+ * @param {() => Opened} openedOf
+ * @returns {import("./types.js").View<Part>}
+ */
+function createPartLink(part, openedOf) {
+  const node = h("a", { className: "part", "data-part-link": part });
+  const view = () => utilityView(openedOf().name, openedOf().group, part);
+  leadsTo(node, view);
+  const names = { page: "page", lines: "lastLines", details: "details" };
+  return {
+    node,
+    update(current) {
+      setText(node, t(names[part]));
+      setAttribute(node, "href", addressOfView(view()));
+      setAttribute(node, "aria-current", part === current ? "true" : null);
+    },
+  };
 }

@@ -2,9 +2,10 @@
 
 import { chooseLanguage, chooseUser, refresh, stopAll } from "./actions.js";
 import { sayAloud } from "./announcer.js";
+import { confirmStopAll } from "./confirm_dialog.js";
 import { setBusy } from "./controls.js";
 import { byId, setAttribute, setOptions, setText } from "./dom.js";
-import { userName } from "./naming.js";
+import { groupTitle, ownerOf, userName } from "./naming.js";
 import { drawing } from "./icons.js";
 import { store } from "./store.js";
 import { t } from "./texts.js";
@@ -12,6 +13,7 @@ import { t } from "./texts.js";
 /** @typedef {import("./types.js").State} State */
 
 const groupName = "velmora.group";
+const foldName = "velmora.catalogue";
 
 /**
  * What `theme.js` leaves behind.
@@ -32,7 +34,28 @@ export function setUpSettings(onGroup) {
   });
   byId("refresh").prepend(drawing("reload"));
   byId("refresh").addEventListener("click", refreshCatalogue);
-  setUpStopAll();
+  byId("fold-catalogue").addEventListener("click", foldCatalogue);
+  document.body.dataset.catalogue = read(foldName) || "open";
+  renderCatalogueFold();
+  byId("stop-all").prepend(drawing("stop"));
+  byId("stop-all").addEventListener("click", async () => {
+    if (await confirmStopAll(store.state?.running.length ?? 0)) stopAll();
+  });
+}
+
+function foldCatalogue() {
+  const isOpen = document.body.dataset.catalogue !== "folded";
+  document.body.dataset.catalogue = isOpen ? "folded" : "open";
+  keep(foldName, document.body.dataset.catalogue);
+  renderCatalogueFold();
+}
+
+export function renderCatalogueFold() {
+  const button = byId("fold-catalogue");
+  const isOpen = document.body.dataset.catalogue !== "folded";
+  button.replaceChildren(drawing("fold"));
+  setAttribute(button, "aria-expanded", String(isOpen));
+  for (const name of ["aria-label", "title"]) setAttribute(button, name, t("foldCatalogue"));
 }
 
 /** @param {State} state @param {string} group the chosen one */
@@ -40,9 +63,9 @@ export function renderSettings({ studio }, group) {
   const users = studio.users.map((user) => ({ value: user.id, text: userName(user) }));
   setOptions(byId("user"), users, studio.user);
   byId("language").value = studio.language;
-  const groups = studio.groups.map(({ name, organization }) => ({
-    value: name,
-    text: organization ? `${name} · ${organization}` : name,
+  const groups = studio.groups.map((each) => ({
+    value: each.name,
+    text: [groupTitle(each.name, studio.groups), ownerOf(each)].filter(Boolean).join(" · "),
   }));
   setOptions(byId("group"), groups, group);
   byId("group").hidden = groups.length === 0;
@@ -70,16 +93,26 @@ export function preferredGroup({ studio }) {
 
 /** @param {string} group */
 export function keepGroup(group) {
+  keep(groupName, group);
+}
+
+export function readGroup() {
+  return read(groupName);
+}
+
+/** @param {string} name @param {string} value */
+function keep(name, value) {
   try {
-    localStorage.setItem(groupName, group);
+    localStorage.setItem(name, value);
   } catch {
     // It holds for this page alone.
   }
 }
 
-export function readGroup() {
+/** @param {string} name */
+function read(name) {
   try {
-    return localStorage.getItem(groupName) ?? "";
+    return localStorage.getItem(name) ?? "";
   } catch {
     return "";
   }
@@ -91,22 +124,5 @@ async function refreshCatalogue() {
   setBusy(button, true);
   const done = await refresh();
   setBusy(button, false);
-  const places = store.state?.places ?? {};
-  const names = new Set(Object.values(places).flat().map((entry) => entry.utility_name));
-  if (done) sayAloud(t("refreshed", { count: names.size }));
-}
-
-function setUpStopAll() {
-  const dialog = byId("stop-all-dialog");
-  byId("stop-all").prepend(drawing("stop"));
-  byId("stop-all").addEventListener("click", () => {
-    setText(byId("stop-all-text"), t("stopAllText", { count: store.state?.running.length ?? 0 }));
-    dialog.showModal();
-    byId("stop-all-no").focus();
-  });
-  byId("stop-all-no").addEventListener("click", () => dialog.close());
-  byId("stop-all-yes").addEventListener("click", () => {
-    dialog.close();
-    stopAll();
-  });
+  if (done) sayAloud(t("refreshed"));
 }

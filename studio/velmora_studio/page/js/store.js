@@ -1,20 +1,23 @@
-/** What the page knows: the Studio's latest state and what the user has done since. */
+/** What the page knows: the Studio's latest state, the catalogue, and what the user has done since. */
 
 import { groupOf, keyOf, keyOfServer } from "./naming.js";
 
 /** @typedef {import("./types.js").State} State */
+/** @typedef {import("./types.js").Change} Change */
+/** @typedef {import("./types.js").Catalogue} Catalogue */
 /** @typedef {import("./types.js").Entry} Entry */
 /** @typedef {import("./types.js").Failure} Failure */
 /** @typedef {import("./types.js").Server} Server */
 /** @typedef {import("./types.js").Status} Status */
 
-const dismissedName = "velmora.dismissed";
 const settleTime = 3000; // milliseconds for the state to tell what became of a start
 
 export const store = {
   /** @type {State|null} */
   state: null,
-  /** The group that `state` was made for. */
+  /** @type {Catalogue|null} */
+  catalogue: null,
+  /** The group that `catalogue` was made for. */
   group: "",
   /** Whether the Studio has stopped answering. */
   lost: false,
@@ -36,13 +39,16 @@ export const store = {
    * @type {Map<string, Failure>}
    */
   refused: new Map(),
-  /**
-   * When the failures of a key were last put aside.
-   *
-   * @type {Map<string, number>}
-   */
-  dismissed: readDismissed(),
 };
+
+/** What runs, by the key of its utility. @type {Map<string, Server>} */
+let runningByKey = new Map();
+/** What is starting, by the same. @type {Map<string, import("./types.js").Starting>} */
+let startingByKey = new Map();
+/** The latest failure of each. @type {Map<string, Failure>} */
+let failureByKey = new Map();
+/** The catalogue's entries by name, whatever place they stand in. @type {Map<string, Entry>} */
+let entryByName = new Map();
 
 /** @type {Set<() => void>} */
 const listeners = new Set();
@@ -62,35 +68,39 @@ export function changed() {
   });
 }
 
-/**
- * @param {State} state
- * @param {string} group
- */
-export function takeState(state, group) {
-  Object.assign(store, { state, group, lost: false });
-  const running = new Set(state.running.map((server) => server.server_id));
-  for (const id of store.stopping) if (!running.has(id)) store.stopping.delete(id);
-  for (const server of state.running) settle(keyOfServer(server), server.create_time ?? 0);
+/** @param {State} state */
+export function takeState(state) {
+  Object.assign(store, { state, lost: false });
+  runningByKey = new Map(state.running.map((server) => [keyOfServer(server), server]));
+  startingByKey = new Map(state.starting.map((each) => [keyOf(each.utility_name, each.group_name), each]));
+  failureByKey = new Map(state.failures.map((each) => [keyOf(each.utility_name, each.group_name), each]));
+  const ids = new Set(state.running.map((server) => server.server_id));
+  for (const id of store.stopping) if (!ids.has(id)) store.stopping.delete(id);
+  for (const key of runningByKey.keys()) {
+    store.asked.delete(key);
+    store.refused.delete(key);
+  }
   changed();
 }
 
-/**
- * An instance runs: what was asked for is there, and what failed before is past.
- *
- * @param {string} key
- * @param {number} since
- */
-function settle(key, since) {
-  store.asked.delete(key);
-  store.refused.delete(key);
-  store.dismissed.set(key, Math.max(since, store.dismissed.get(key) ?? 0));
+/** @param {Catalogue} catalogue @param {string} group */
+export function takeCatalogue(catalogue, group) {
+  Object.assign(store, { catalogue, group });
+  const entries = Object.values(catalogue.places).flat();
+  entryByName = new Map(entries.map((entry) => [entry.utility_name, entry]));
+  changed();
+}
+
+/** @param {string} name @returns {Entry|null} */
+export function entryOf(name) {
+  return entryByName.get(name) ?? null;
 }
 
 /** @param {string} key */
 export function markAsked(key) {
   store.asked.add(key);
   store.refused.delete(key);
-  dismiss(key);
+  changed();
 }
 
 /**
@@ -110,18 +120,6 @@ export function markAnswered(key, failure) {
   changed();
 }
 
-/** @param {string} key */
-export function dismiss(key) {
-  store.refused.delete(key);
-  store.dismissed.set(key, Date.now() / 1000);
-  try {
-    sessionStorage.setItem(dismissedName, JSON.stringify([...store.dismissed]));
-  } catch {
-    // It holds for this page alone.
-  }
-  changed();
-}
-
 /** @param {Entry} entry */
 export function statusOf(entry) {
   return statusOfKey(keyOf(entry.utility_name, groupOf(entry, store.group)));
@@ -132,37 +130,17 @@ export function statusOf(entry) {
  * @returns {Status}
  */
 export function statusOfKey(key) {
-  const server = store.state?.running.find((each) => keyOfServer(each) === key) ?? null;
-  if (server) {
-    const kind = store.stopping.has(server.server_id) ? "stopping" : "running";
-    return { kind, server, failure: null };
-  }
-  const isStarting = store.state?.starting.some(
-    (each) => keyOf(each.utility_name, each.group_name) === key,
-  );
-  if (isStarting || store.asked.has(key)) return { kind: "starting", server, failure: null };
-  return { kind: "stopped", server, failure: failureOf(key) };
+  const server = runningByKey.get(key) ?? null;
+  if (server) return { kind: kindOf(server), server, failure: null, waits: false };
+  const starting = startingByKey.get(key);
+  const waits = starting?.waits ?? false;
+  if (starting || store.asked.has(key)) return { kind: "starting", server, failure: null, waits };
+  const failure = failureByKey.get(key) ?? store.refused.get(key) ?? null;
+  return { kind: "stopped", server, failure, waits };
 }
 
-/**
- * The latest failure that hasn't been put aside.
- *
- * @param {string} key
- */
-function failureOf(key) {
-  const refused = store.refused.get(key);
-  if (refused) return refused;
-  const since = store.dismissed.get(key) ?? 0;
-  const isLive = (/** @type {Failure} */ each) =>
-    keyOf(each.utility_name, each.group_name) === key && each.time > since;
-  return store.state?.failures.filter(isLive).at(-1) ?? null;
-}
-
-/** @returns {Map<string, number>} */
-function readDismissed() {
-  try {
-    return new Map(JSON.parse(sessionStorage.getItem(dismissedName) ?? "[]"));
-  } catch {
-    return new Map();
-  }
+/** @param {Server} server @returns {Status["kind"]} */
+export function kindOf(server) {
+  if (server.stopping || store.stopping.has(server.server_id)) return "stopping";
+  return server.readiness === "ready" ? "running" : server.readiness;
 }

@@ -25,7 +25,7 @@ const texts = {
   utilities: ["Utilities", "工具"],
   utilitiesHint: ["Each runs once for the whole Studio.", "每个工具在整个 Studio 中只运行一份。"],
   refresh: ["Refresh", "刷新"],
-  refreshed: ["The catalogue is up to date: {count} utilities.", "目录已更新：{count} 个工具。"],
+  refreshed: ["The catalogue is up to date.", "目录已更新。"],
   deviceGroup: ["Device group", "设备组"],
   groupHint: [
     "Each runs once per group; instances of different groups share nothing.",
@@ -69,12 +69,6 @@ const texts = {
   actionOn: ["{action} {title}", "{action}{title}"],
   inGroup: ["{title} ({group})", "{title}（{group}）"],
   watching: ["Watching its first 1.5 s", "观察最初 1.5 秒"],
-  startAndOpen: ["Start and open", "启动并打开"],
-  tryAgain: ["Try again", "重试"],
-  toStudio: ["To the Studio", "返回 Studio"],
-  waiting: ["It runs, but doesn't answer yet. Trying again …", "已在运行，但还没有响应，正在重试…"],
-  openInTab: ["Open in a tab", "在新标签页打开"],
-  reload: ["Reload", "重新加载"],
   close: ["Close", "关闭"],
   cancel: ["Cancel", "取消"],
   dismiss: ["Dismiss", "知道了"],
@@ -109,15 +103,7 @@ const texts = {
   adopted: ["adopted", "接管"],
   persistent: ["persistent", "常驻"],
   lastLines: ["Last lines", "最近输出"],
-  lastLinesOf: ["Last lines of {title}", "{title}的最近输出"],
-  linesRunning: ["What it last wrote to standard error.", "标准错误中的最后几行。"],
-  linesEnded: ["It has ended. These were its last words.", "已结束，以下是最后的输出。"],
-  linesAdopted: [
-    "An earlier Studio started it, so what it writes isn't kept here.",
-    "由之前的 Studio 启动，这里没有保存它的输出。",
-  ],
   noLines: ["Nothing yet.", "暂无输出。"],
-  readAgain: ["Read again", "重新读取"],
   emptyRunning: ["Nothing runs yet", "目前没有运行的工具"],
   emptyRunningHint: [
     "Start a utility from the catalogue. It becomes a process of its own with a port of its own, " +
@@ -128,6 +114,109 @@ const texts = {
   minutes: ["{m} min {s} s", "{m} 分 {s} 秒"],
   hours: ["{h} h {m} min", "{h} 小时 {m} 分"],
   days: ["{d} d {h} h", "{d} 天 {h} 小时"],
+
+  search: ["Search", "搜索"],
+  searchCatalogue: ["Search the catalogue", "搜索目录"],
+  searchHint: ["Search   ( / )", "搜索   ( / )"],
+  filterRunning: ["Running", "运行中"],
+  filterPlugin: ["Plugin", "插件"],
+  allPlugins: ["All plugins", "全部插件"],
+  countOf: ["{count} of {all}", "{count} / {all}"],
+  nothingFound: ["Nothing here fits the search.", "没有符合条件的工具。"],
+  foldCatalogue: ["Show or hide the catalogue", "显示或隐藏目录"],
+  favourite: ["Mark as favourite", "收藏"],
+  unfavourite: ["No longer a favourite", "取消收藏"],
+  more: ["More", "更多"],
+
+  configure: ["Start with configuration …", "按配置启动…"],
+  configureTitle: ["Start {title} with a configuration", "按配置启动{title}"],
+  configFormHint: ["What is left empty is left out.", "留空的项目不会传递。"],
+  configJsonHint: [
+    "The utility says nothing of its configuration, so this is the JSON object that it gets.",
+    "该工具没有说明其配置项，请直接填写传给它的 JSON 对象。",
+  ],
+  configJson: ["Configuration (JSON)", "配置（JSON）"],
+  range: ["From {low} to {high}.", "范围：{low} 到 {high}。"],
+  faultMissing: ["This is needed.", "此项必填。"],
+  faultNumber: ["This must be a number.", "请输入数字。"],
+  faultInteger: ["This must be a whole number.", "请输入整数。"],
+  faultRange: ["This must be from {minimum} to {maximum}.", "请输入 {minimum} 到 {maximum} 之间的值。"],
+  faultLength: ["This is too short or too long.", "长度不符合要求。"],
+  faultPattern: ["This doesn't fit the form {pattern}.", "格式应符合 {pattern}。"],
+  faultJson: ["This is no valid JSON: {reason}", "JSON 无效：{reason}"],
+  faultType: ["This must be a JSON value of the type {type}.", "JSON 值的类型应为 {type}。"],
+
+  restart: ["Restart", "重启"],
+  silent: ["Doesn't answer", "没有响应"],
+  notRunning: ["Not running", "未运行"],
+  notRunningText: ["It isn't running.", "该工具没有运行。"],
+  waitsForStop: ["Waits for a stop to end", "等待停止操作完成"],
+  waitsForAnswer: ["Starting: waits for an answer", "正在启动，等待响应"],
+  waiting: ["It has been started. Its page comes as soon as it answers on port {port}.", "已启动。一旦在端口 {port} 上响应，就会显示页面。"],
+  silentText: [
+    "It runs, but hasn't answered on port {port} for 30 seconds. Its last lines may tell why.",
+    "正在运行，但 30 秒内没有在端口 {port} 上响应。最近输出可能说明原因。",
+  ],
+  insist: ["Load its page all the same", "仍然加载页面"],
+  openInTab: ["Open in a tab", "在新标签页打开"],
+  reload: ["Reload its first page", "重新加载首页"],
+  whole: ["Whole window", "占满窗口"],
+  notWhole: ["Back into the Studio", "退出占满窗口"],
+  page: ["Page", "页面"],
+  details: ["Details", "详细信息"],
+  stopAsk: ["Stop {title}?", "停止{title}？"],
+  stopAskText: [
+    "It is persistent: it would go on when the Studio closes.",
+    "它是常驻工具：关闭 Studio 后本会继续运行。",
+  ],
+
+  bySignal: ["The signal {signal} has ended it.", "被信号 {signal} 终止。"],
+  withCode: ["Its exit code was {code}.", "退出代码为 {code}。"],
+  past: ["Ended and failed", "已结束和失败"],
+  cpu: ["Processor", "处理器"],
+  memory: ["Memory", "内存"],
+  processCount: ["{count} processes", "{count} 个进程"],
+
+  searchLines: ["Search the lines", "搜索输出"],
+  linesFound: ["{count} of {all} lines", "{count} / {all} 行"],
+  follow: ["Follow", "跟随"],
+  linesRunning: ["What it writes to standard error.", "标准错误输出。"],
+  linesEnded: ["It has ended by itself. These were its last words.", "已自行结束，以下是最后的输出。"],
+  linesNone: ["It isn't running.", "该工具没有运行。"],
+  linesAdopted: [
+    "An earlier Studio started it, so what it writes isn't kept here. After a restart it will be.",
+    "由之前的 Studio 启动，这里没有保存它的输出；重启后会保存。",
+  ],
+
+  factName: ["Name", "名称"],
+  factAbout: ["Description", "说明"],
+  factPlugin: ["Plugin", "插件"],
+  factDirectory: ["Plugin's directory", "插件目录"],
+  factScript: ["Script", "脚本"],
+  factAccess: ["Who may use it", "访问权限"],
+  accessALL: ["Everybody", "所有人"],
+  accessSYS_ADMIN: ["System administrators", "系统管理员"],
+  accessORG_ADMIN: ["Administrators of the organisation", "组织管理员"],
+  factRuns: ["Runs", "运行方式"],
+  factPerGroup: ["once per device group", "每个设备组一份"],
+  factOnce: ["once for the whole Studio", "整个 Studio 一份"],
+  factPersistent: ["Persistent", "常驻"],
+  factRoute: ["First page", "首页"],
+  factUrl: ["Address through the Studio", "Studio 转发地址"],
+  factLocalUrl: ["Address of its own", "本地地址"],
+  factConfig: ["Configuration", "配置"],
+  factCommandLine: ["Command line", "命令行"],
+  yes: ["yes", "是"],
+  no: ["no", "否"],
+
+  plugins: ["Plugins", "插件"],
+  pluginsHint: [
+    "What each plugin offers, and what could not be taken into the catalogue. Refresh reads them anew.",
+    "各插件提供的工具，以及未能进入目录的内容。点“刷新”可重新读取。",
+  ],
+  pluginRefused: ["It could not be loaded: {reason}", "无法加载：{reason}"],
+  pluginOffers: ["Offers {names}", "提供：{names}"],
+  problemCount: ["{count} to mend", "{count} 个问题"],
 
   guide: ["How it works", "工作原理"],
   guideUtility: ["A utility", "工具"],
@@ -190,8 +279,8 @@ export function hasText(name) {
 }
 
 /**
- * Changes the language of the page: the root's `lang`, and the texts and labels that the markup
- * names by `data-text` and `data-label`.
+ * Changes the language of the page: the root's `lang`, and the texts, labels and hints that the
+ * markup names by `data-text`, `data-label` and `data-hint`.
  *
  * @param {string} chosen
  */
@@ -200,6 +289,9 @@ export function setLanguage(chosen) {
   document.documentElement.lang = language === "zh" ? "zh-CN" : "en";
   for (const node of /** @type {NodeListOf<HTMLElement>} */ (document.querySelectorAll("[data-text]"))) {
     node.textContent = t(node.dataset.text ?? "");
+  }
+  for (const node of /** @type {NodeListOf<HTMLElement>} */ (document.querySelectorAll("[data-hint]"))) {
+    node.setAttribute("placeholder", t(node.dataset.hint ?? ""));
   }
   for (const node of /** @type {NodeListOf<HTMLElement>} */ (document.querySelectorAll("[data-label]"))) {
     node.setAttribute("aria-label", t(node.dataset.label ?? ""));

@@ -1,15 +1,17 @@
-/** The workspace: an overview of what runs, and the utilities that have been opened. */
+/** The workspace: an overview of what runs, the plugins, and the utilities that have been opened. */
 
 import { byId, h, setAttribute, setText, show, sync } from "./dom.js";
-import { keyOf, keyOfServer, titleOf } from "./naming.js";
-import { createPanel } from "./panel.js";
 import { createTile } from "./icons.js";
-import { changed, statusOfKey, store } from "./store.js";
+import { groupTitle, keyOfServer, titleOf } from "./naming.js";
+import { createPanel } from "./panel.js";
+import { problemCount } from "./plugins.js";
+import { addressOfView, currentView, go, leadsTo, overview, plugins, utilityView } from "./router.js";
+import { changed, entryOf, statusOfKey, store } from "./store.js";
 import { t } from "./texts.js";
 
 /** @typedef {import("./types.js").Server} Server */
 /** @typedef {import("./types.js").Entry} Entry */
-/** @typedef {import("./types.js").View<Opened>} OpenedView */
+/** @typedef {import("./types.js").PageView} PageView */
 /**
  * @typedef {Object} Opened A utility with a tab and a frame here, whether it still runs or not.
  * @property {string} key
@@ -17,19 +19,16 @@ import { t } from "./texts.js";
  * @property {string} group "" for none
  */
 
-const overview = "overview";
 const keptName = "velmora.opened";
 
 /** @type {Opened[]} */
-let opened = [];
-let active = overview;
+let opened = restore();
 let shownUser = "";
-restore();
+let shownKey = "";
 
 /** @param {Server} server */
 export function openUtility(server) {
-  add(server.utility_name ?? "", server.group_name ?? "");
-  activate(keyOfServer(server));
+  go(utilityView(server.utility_name ?? "", server.group_name ?? ""));
   focusActive();
 }
 
@@ -43,26 +42,38 @@ export function openUtility(server) {
  */
 export async function openWhenStarted(name, group, started) {
   const trigger = document.activeElement;
-  const view = active;
+  const view = currentView();
   if (!(await started)) return;
-  add(name, group);
-  const stayed = active === view && [trigger, document.body].includes(document.activeElement);
-  if (stayed) activate(keyOf(name, group));
-  else changed();
-  if (stayed) focusActive();
+  const stayed = currentView() === view && [trigger, document.body].includes(document.activeElement);
+  if (stayed) {
+    go(utilityView(name, group));
+    focusActive();
+  } else {
+    open(utilityView(name, group));
+    changed();
+  }
 }
 
 export function renderWorkspace() {
   forgetForeign();
-  const tabs = [{ key: overview, name: "", group: "" }, ...opened];
-  sync(byId("tabs"), tabs, (tab) => tab.key, createTab);
+  const view = currentView();
+  if (view.kind === "utility") open(view);
+  sync(byId("tabs"), [overview, plugins, ...opened.map(pageOf)], keyOfTab, createTab);
   sync(byId("frames"), opened, (tab) => tab.key, () => createPanel(close));
-  for (const panel of byId("frames").children) panel.hidden = panel.dataset.key !== active;
-  show(byId("overview"), active === overview);
-  show(byId("frames"), active !== overview);
-  document.body.dataset.view = active === overview ? "overview" : "frame";
-  const current = opened.find((tab) => tab.key === active);
-  document.title = `${current ? `${nameOf(current)} – ` : ""}Velmora Studio`;
+  for (const panel of byId("frames").children) panel.hidden = panel.dataset.key !== view.key;
+  show(byId("overview"), view.kind === "overview");
+  show(byId("plugins"), view.kind === "plugins");
+  show(byId("frames"), view.kind === "utility");
+  document.body.dataset.view = view.kind === "utility" ? "frame" : view.kind;
+  document.body.dataset.whole = String(view.whole);
+  const heading = view.kind === "utility" ? nameOf(view) : view.kind === "plugins" ? t("plugins") : "";
+  document.title = `${heading ? `${heading} – ` : ""}Velmora Studio`;
+  if (shownKey && shownKey !== view.kind + view.key) revealTab();
+  shownKey = view.kind + view.key;
+}
+
+function revealTab() {
+  byId("tabs").querySelector("[aria-current]")?.scrollIntoView({ block: "start", inline: "nearest" });
 }
 
 /**
@@ -72,37 +83,27 @@ export function renderWorkspace() {
  * @returns {Server|Entry|{utility_name: string, title: null, en_title: string, icon: null}}
  */
 function describing(tab) {
-  const entries = Object.values(store.state?.places ?? {}).flat();
-  return (
-    statusOfKey(tab.key).server ??
-    entries.find((entry) => entry.utility_name === tab.name) ??
-    { utility_name: tab.name, title: null, en_title: "", icon: null }
-  );
+  const nothing = { utility_name: tab.name, title: null, en_title: "", icon: null };
+  return statusOfKey(tab.key).server ?? entryOf(tab.name) ?? nothing;
 }
 
 /** @param {Opened} tab */
 export function nameOf(tab) {
   const title = titleOf(describing(tab));
-  return tab.group ? t("inGroup", { title, group: tab.group }) : title;
+  const group = groupTitle(tab.group, store.state?.studio.groups ?? []);
+  return tab.group ? t("inGroup", { title, group }) : title;
 }
 
-/** @param {string} name @param {string} group */
-function add(name, group) {
-  const key = keyOf(name, group);
-  if (!opened.some((tab) => tab.key === key)) opened = [...opened, { key, name, group }];
-}
-
-/** @param {string} key */
-function activate(key) {
-  active = key;
+/** @param {PageView} view */
+function open({ key, name, group }) {
+  if (opened.some((tab) => tab.key === key)) return;
+  opened = [...opened, { key, name, group }];
   keep();
-  renderWorkspace();
-  byId("tabs").querySelector("[aria-current]")?.scrollIntoView({ block: "start", inline: "nearest" });
-  changed();
 }
 
 function focusActive() {
-  const panel = [...byId("frames").children].find((each) => each.dataset.key === active);
+  renderWorkspace();
+  const panel = [...byId("frames").children].find((each) => each.dataset.key === currentView().key);
   panel?.querySelector("h2")?.focus();
 }
 
@@ -110,63 +111,88 @@ function focusActive() {
 function close(key) {
   const index = opened.findIndex((tab) => tab.key === key);
   opened = opened.filter((tab) => tab.key !== key);
-  if (active === key) active = opened[Math.min(index, opened.length - 1)]?.key ?? overview;
-  activate(active);
+  keep();
+  const next = opened[Math.min(index, opened.length - 1)];
+  if (currentView().key === key) go(next ? pageOf(next) : overview);
+  renderWorkspace();
   byId("tabs").querySelector("[aria-current]")?.focus();
 }
 
-/** After a change of the user, and when the page opens, only what runs for this user stays open. */
+/** After a change of the user only what runs for this user stays open. */
 function forgetForeign() {
   const user = store.state?.studio.user ?? "";
   if (!user || user === shownUser) return;
+  const first = !shownUser;
   shownUser = user;
   opened = opened.filter((tab) => statusOfKey(tab.key).server);
-  if (!opened.some((tab) => tab.key === active)) active = overview;
+  keep();
+  const { kind, key } = currentView();
+  if (!first && kind === "utility" && !opened.some((tab) => tab.key === key)) go(overview);
 }
 
-/** @returns {OpenedView} */
+/** @param {Opened} tab */
+function pageOf({ key, name, group }) {
+  const view = currentView();
+  return view.key === key ? view : utilityView(name, group);
+}
+
+/** @param {PageView} view */
+function keyOfTab(view) {
+  return view.kind === "utility" ? view.key : view.kind;
+}
+
+/** @returns {import("./types.js").View<PageView>} */
 function createTab() {
-  let current = /** @type {Opened} */ (/** @type {unknown} */ (null));
+  let current = /** @type {PageView} */ (/** @type {unknown} */ (null));
   const tile = createTile();
   const text = h("span");
   const mark = h("span", { className: "count" });
-  const press = () => activate(current.key);
+  const choose = h("a", { className: "tab" }, tile.node, text, mark);
+  leadsTo(choose, () => current);
   const leave = () => close(current.key);
-  const choose = h("button", { type: "button", className: "tab", onclick: press }, tile.node, text, mark);
   const end = h("button", { type: "button", className: "tab-close", onclick: leave }, "×");
   const node = h("li", {}, choose, end);
   return {
     node,
     update(tab) {
       current = tab;
-      const isOverview = tab.key === overview;
-      const { kind } = statusOfKey(tab.key);
-      const count = store.state?.running.length ?? 0;
-      setAttribute(node, "data-tab", tab.key);
-      setAttribute(choose, "aria-current", tab.key === active ? "page" : null);
-      tile.node.hidden = isOverview;
-      if (!isOverview) tile.update(describing(tab));
-      setText(text, isOverview ? t("overview") : nameOf(tab));
-      setText(mark, isOverview ? t("runningCount", { count }) : kind === "stopped" ? t("ended") : "");
+      const isUtility = tab.kind === "utility";
+      const isCurrent = keyOfTab(tab) === keyOfTab(currentView());
+      setAttribute(node, "data-tab", keyOfTab(tab));
+      setAttribute(choose, "href", addressOfView(tab));
+      setAttribute(choose, "aria-current", isCurrent ? "page" : null);
+      tile.node.hidden = !isUtility;
+      if (isUtility) tile.update(describing(tab));
+      setText(text, isUtility ? nameOf(tab) : t(tab.kind));
+      setText(mark, markOf(tab));
       mark.hidden = !mark.textContent;
-      end.hidden = isOverview;
+      end.hidden = !isUtility;
       setAttribute(end, "aria-label", t("actionOn", { action: t("close"), title: nameOf(tab) }));
     },
   };
 }
 
+/** @param {PageView} tab */
+function markOf(tab) {
+  if (tab.kind === "overview") return t("runningCount", { count: store.state?.running.length ?? 0 });
+  if (tab.kind === "plugins") return problemCount() ? t("problemCount", { count: problemCount() }) : "";
+  const { kind } = statusOfKey(tab.key);
+  return kind === "running" ? "" : t(kind === "stopped" ? "ended" : kind);
+}
+
 function keep() {
   try {
-    sessionStorage.setItem(keptName, JSON.stringify({ opened, active }));
+    sessionStorage.setItem(keptName, JSON.stringify(opened));
   } catch {
     // It holds for this page alone.
   }
 }
 
+/** @returns {Opened[]} */
 function restore() {
   try {
-    ({ opened, active } = JSON.parse(sessionStorage.getItem(keptName) ?? "") ?? {});
+    return JSON.parse(sessionStorage.getItem(keptName) ?? "[]");
   } catch {
-    // Nothing is kept yet.
+    return [];
   }
 }

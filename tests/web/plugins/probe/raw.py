@@ -27,6 +27,8 @@ ANSWERS = {
     "/packed": OK + b"Content-Encoding: gzip\r\nContent-Length: 5\r\n\r\n\x1f\x8b?\xff\0",
     "/hops": OK + b"Connection: X-Hop, close\r\nX-Hop: 1\r\nKeep-Alive: timeout=9\r\n"
     b"Content-Location: /c\r\nRefresh: 5; url='/r'\r\nX-Many: a\r\nX-Many: b\r\n"
+    b"Service-Worker-Allowed: /\r\nClear-Site-Data: \"*\"\r\n"
+    b"Set-Cookie: velmora_token_1=x; Path=/\r\n"
     b"Set-Cookie: one=1; Path=/; Domain=localhost; HttpOnly\r\n"
     b"Set-Cookie: two=2; Path=/deep; SameSite=Lax\r\n"
     b"Set-Cookie: three=3; Expires=Wed, 09 Jun 2100 10:18:14 GMT\r\nContent-Length: 2\r\n\r\nok",
@@ -45,6 +47,9 @@ class Connection(socketserver.StreamRequestHandler):
                 print("first line\n<b>last words</b>", file=sys.stderr, flush=True)
             os._exit(3)
         answer = ANSWERS.get(path, OK + b"Content-Length: %d\r\n\r\n%s" % (len(head), head))
+        if path.endswith("/arguments"):
+            arguments = "\n".join(sys.argv).encode()
+            answer = OK + b"Content-Length: %d\r\n\r\n%s" % (len(arguments), arguments)
         if path == "/go":  # the rest of the address is what Location is to be
             answer = b"HTTP/1.1 303 See Other\r\nContent-Length: 0\r\n"
             answer += b"Location: %s\r\n\r\n" % query.encode()

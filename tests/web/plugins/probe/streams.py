@@ -1,6 +1,7 @@
 """Streams in both directions, WebSockets, and waits that tell when their client has gone."""
 
 import asyncio
+import contextlib
 import hashlib
 import signal
 import sys
@@ -135,7 +136,9 @@ ROUTES = {
     },
 }
 port = int(sys.argv[sys.argv.index("--port") + 1])
-uvicorn.Server.install_signal_handlers = lambda self: None  # a stop needn't wait for open streams
+# A stop needn't wait for open streams. Which of the two there is depends on uvicorn's version.
+uvicorn.Server.install_signal_handlers = lambda self: None
+uvicorn.Server.capture_signals = lambda self: contextlib.nullcontext()
 limits = {"ws_max_size": 1 << 28, "ws": "websockets", "http": "h11"}
 signal.signal(signal.SIGINT, signal.SIG_DFL)
 uvicorn.run(application, port=port, log_level="warning", lifespan="off", **limits)

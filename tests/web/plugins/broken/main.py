@@ -1,0 +1,1 @@
+raise OSError("the spectrometer's library is missing")

@@ -60,6 +60,7 @@ void bind_attribute(PyObject* type, const char* name) {
 
 void bind_registration(PyObject* module);
 void bind_handles();
+void bind_stderr_buffer();
 void bind_manager(PyObject* module);
 
 // Called by `bind_manager`, each for some sections of the manager's map.

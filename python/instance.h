@@ -11,6 +11,7 @@
 namespace utility_manager {
 class UtilityServerManager;
 class MonitorThread;
+class StderrBuffer;
 struct UtilityRegistration;
 namespace platform {
 class ProcessTable;
@@ -22,10 +23,13 @@ class Stream;
 /// same pointer gives the same object. All of it needs the interpreter lock.
 namespace utility_manager::python {
 
+class LineReader;
+
 /// The types that have a class in Python.
 template <typename Type>
 concept Bound = std::same_as<Type, UtilityServerManager> || std::same_as<Type, MonitorThread> ||
-    std::same_as<Type, UtilityRegistration> || std::same_as<Type, platform::Stream> ||
+    std::same_as<Type, UtilityRegistration> || std::same_as<Type, StderrBuffer> ||
+    std::same_as<Type, LineReader> || std::same_as<Type, platform::Stream> ||
     std::same_as<Type, platform::ProcessHandle> || std::same_as<Type, platform::ProcessTable>;
 
 /// The class of a type; null until it's made.

@@ -15,6 +15,7 @@ struct Parts {
   Parts() {
     close_gate_at_exit();
     bind_handles();
+    bind_stderr_buffer();
     bind_registration(names.get());
     bind_manager(names.get());
   }

@@ -41,7 +41,7 @@ Ref given(const ServerInfo& info) {
   if (info.lang) set_member(dict, "lang", *info.lang);
   if (info.studio_url) set_member(dict, "studio_url", *info.studio_url);
   if (info.group_name) set_member(dict, "group_name", *info.group_name);
-  if (info.stderr_buffer) set_member(dict, "stderr_buffer", info.stderr_buffer->lines());
+  if (info.stderr_buffer) set_member(dict, "stderr_buffer", info.stderr_buffer);
   return dict;
 }
 
@@ -53,7 +53,7 @@ Ref given(const ServerTable::Records& instances) {
 
 Ref given(const LaunchedProcess& child) {
   const Ref process = given(child.process);
-  const Ref lines = given(child.stderr_buffer->lines());
+  const Ref lines = given(child.stderr_buffer);
   return checked(PyTuple_Pack(2, process.get(), lines.get()));
 }
 

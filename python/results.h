@@ -62,8 +62,7 @@ inline Ref given(const std::shared_ptr<const UtilityMap>& map) {
   return given(*map);
 }
 
-/// An instance as a dict, with its handle, and with its lines of standard error where it has a
-/// buffer.
+/// An instance as a dict, with its handle and its buffer of standard error where it has them.
 Ref given(const ServerInfo& info);
 
 /// A new object, with its extras in a live dict.
@@ -77,7 +76,7 @@ Ref given(const std::vector<RunningEntry>& entries);
 Ref given(const GroupedEntries& entries);
 Ref given(const std::optional<RunningEntry>& entry);
 
-/// The pair of handle and lines.
+/// The pair of handle and buffer.
 Ref given(const LaunchedProcess& child);
 
 Ref given(const PortPool::Ports& ports);

@@ -9,8 +9,8 @@ be called on any thread, and none holds the interpreter lock while it waits.
 """
 
 import os
-from collections.abc import Mapping, Sequence
-from typing import Any, NotRequired, Protocol, TypeAlias, TypedDict
+from collections.abc import Iterator, Mapping, Sequence
+from typing import Any, NotRequired, Protocol, TypeAlias, TypedDict, overload
 
 _Path: TypeAlias = str | os.PathLike[str]
 
@@ -37,6 +37,24 @@ class ChildProcess(Protocol):
     def terminate(self) -> None: ...
     def wait(self, timeout: float | None = None) -> int:
         """Fails with `subprocess.TimeoutExpired`."""
+
+class StderrBuffer(Protocol):
+    """The lines of a child's standard error as a list that can't be changed and that grows by
+    itself for as long as the child writes. It equals a list of the same lines; a copy of it, and
+    what it is unpickled to, is a list.
+    """
+
+    def __len__(self) -> int: ...
+    @overload
+    def __getitem__(self, index: int) -> str: ...
+    @overload
+    def __getitem__(self, index: slice) -> list[str]: ...
+    def __iter__(self) -> Iterator[str]: ...
+    def __reversed__(self) -> Iterator[str]: ...
+    def __contains__(self, value: object) -> bool: ...
+    def __eq__(self, other: object) -> bool: ...
+    def index(self, value: str, start: int = 0, stop: int | None = None) -> int: ...
+    def count(self, value: str) -> int: ...
 
 class MonitorThread(Protocol):
     def is_alive(self) -> bool: ...
@@ -73,7 +91,7 @@ class ServerInfo(TypedDict):
     lang: NotRequired[str]
     studio_url: NotRequired[str]
     group_name: NotRequired[str]
-    stderr_buffer: NotRequired[list[str]]
+    stderr_buffer: NotRequired[StderrBuffer]
 
 class StartResult(TypedDict):
     server_id: str
@@ -284,10 +302,10 @@ class UtilityServerManager:
     ) -> list[str]: ...
     def _start_process(
         self, process_args: Sequence[_Path], port: int
-    ) -> tuple[ChildProcess, list[str]]: ...
+    ) -> tuple[ChildProcess, StderrBuffer]: ...
     @staticmethod
     def _format_utility_start_error(
-        base_msg: str, stderr_buffer: Sequence[str | None] | None = None
+        base_msg: str, stderr_buffer: Sequence[str | None] | StderrBuffer | None = None
     ) -> str: ...
 
     # Process control. A process may be a handle of the system or one like `subprocess.Popen`.

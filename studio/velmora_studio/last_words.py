@@ -1,14 +1,15 @@
 """What instances last wrote to standard error, kept from the moment they end.
 
-The manager forgets an instance, and its output, when a listing or its monitor finds it dead. So
-whoever lists looks here first, and where the system tells of a process's end, that is used too.
+The manager forgets an instance when a listing or its monitor finds it dead. Its process and its
+output are held here from the moment that it's watched, so that they can be asked all the same.
+Whoever lists looks here first, and where the system tells of a process's end, that is used too.
 """
 
 import asyncio
 import os
 import threading
 import time
-from collections.abc import Callable
+from collections.abc import Callable, Sequence
 from concurrent.futures import ThreadPoolExecutor
 from dataclasses import dataclass, field
 from typing import Any
@@ -33,6 +34,37 @@ class End:
     time: float = field(default_factory=time.time)
 
 
+@dataclass(frozen=True)
+class Watched:
+    """An instance, with what the manager holds of it where it is its own child."""
+
+    instance: Instance
+    process: Any = None
+    lines: Sequence[str] = ()  # live
+
+    def text(self) -> str:
+        """The end of the output, once all of it has come."""
+        # The reader closes the stream at its end; until then lines may be on their way.
+        deadline = time.monotonic() + READER_SECONDS
+        while self.process and self.process.stderr and not self.process.stderr.closed:
+            if time.monotonic() > deadline:  # a descendant holds it open
+                break
+            time.sleep(READER_STEP)
+        return end_of_lines(self.lines, LONGEST_TEXT)
+
+
+def end_of_lines(lines: Sequence[str], size: int) -> str:
+    """The last characters of an output, of which no more is read."""
+    kept: list[str] = []
+    missing = size
+    for line in reversed(lines):
+        kept.append(line)
+        missing -= len(line)
+        if missing < 0:
+            break
+    return "\n".join(reversed(kept)).strip()[-size:]
+
+
 class LastWords:
     """Watches instances. `on_end` is called in the event loop's thread for each end; a second time
     where the text had to wait."""
@@ -42,7 +74,7 @@ class LastWords:
         self._on_end = on_end
         self._collector = ThreadPoolExecutor(1)
         self._collecting = threading.Lock()  # held until the text is safe
-        self._watched: dict[str, Instance] = {}
+        self._watched: dict[str, Watched] = {}
         self._expected: set[str] = set()  # ends that will be no news
         self._exits: dict[str, dict[str, str | int]] = {}  # until the end is kept
         self._ends: dict[str, End] = {}
@@ -51,7 +83,9 @@ class LastWords:
         """In the event loop's thread."""
         server_id = instance.server_id
         if not any(server_id in known for known in (self._watched, self._expected, self._ends)):
-            self._watched[server_id] = instance
+            info = self._manager.servers.get(server_id, {})
+            process, lines = info.get("process"), info.get("stderr_buffer", ())
+            self._watched[server_id] = Watched(instance, process, lines)
             self._watch_process(instance)
 
     def expect_end(self, server_id: str) -> None:
@@ -82,10 +116,11 @@ class LastWords:
         """Keeps the output of what has ended. In a worker thread; to be called before anything
         that makes the manager look for dead instances."""
         with self._collecting:
-            for instance in list(self._watched.values()):
+            for watched in list(self._watched.values()):
+                instance = watched.instance
                 if self._manager.is_utility_server_running(instance.server_id):
                     continue
-                text, code = self._text_and_code_of(instance.server_id)
+                text, code = watched.text(), watched.process and watched.process.poll()
                 if self._watched.pop(instance.server_id, None):  # no stop has come between
                     told = self._exits.pop(instance.server_id, None)
                     self._keep(End(instance, text, told or exit_from_code(code)), loop)
@@ -95,19 +130,6 @@ class LastWords:
         if len(self._ends) > MOST_KEPT:
             self._ends.pop(next(iter(self._ends)))
         loop.call_soon_threadsafe(self._on_end, end)
-
-    def _text_and_code_of(self, server_id: str) -> tuple[str, int | None]:
-        info = self._manager.servers.get(server_id, {})
-        process, lines = info.get("process"), info.get("stderr_buffer", [])
-        # The reader closes the stream at its end; until then lines may be on their way.
-        deadline = time.monotonic() + READER_SECONDS
-        while process and process.stderr and not process.stderr.closed:
-            if time.monotonic() > deadline:  # a descendant holds it open
-                break
-            time.sleep(READER_STEP)
-        text = self._manager.get_utility_stderr_snippet(server_id, LONGEST_TEXT)
-        # The manager may have forgotten it by now.
-        return text or "\n".join(lines)[-LONGEST_TEXT:], process and process.poll()
 
     def _watch_process(self, instance: Instance) -> None:
         try:

@@ -32,15 +32,6 @@ inline constexpr auto of_catalogue<member> = +[](const Manager& self, Types... v
   return (self.catalogue().*member)(std::forward<Types>(values)...);
 };
 
-/// A parameter that may be left out.
-inline Parameter optional(const char* name) {
-  return {name, nullptr};
-}
-template <typename Default>
-Parameter optional(const char* name, Default value) {
-  return {name, value};
-}
-
 /// Makes the class of a type, which is kept for ever. `name` begins with that of the module.
 template <typename Type>
 PyObject* bind_class(const char* name, Origin origin) {

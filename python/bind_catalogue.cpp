@@ -16,23 +16,24 @@ std::optional<IconCache::Entry> cache_entry(PyObject* value) {
                           .modification_time = PyFloat_AS_DOUBLE(time)};
 }
 
-/// A record of the catalogue as the client holds it, with its icon cache inside. Entries that come
+/// A utility of the catalogue as the client holds it, with its icon cache inside. Entries that come
 /// up in a call are written back.
-struct RecordWithIcons {
-  using Type = std::unique_ptr<RecordWithIcons>;
+struct UtilityWithIcons {
+  using Type = std::unique_ptr<UtilityWithIcons>;
   static std::string name() { return "dict"; }
   static Type read(PyObject* object, const ArgumentName& which);
 
-  explicit RecordWithIcons(PyObject* record);
+  explicit UtilityWithIcons(PyObject* utility);
 
   PyObject* dict;  ///< lives as long as the call
   UtilityInfo info;
   std::map<std::string, IconCache::Entry> before;
 };
 
-RecordWithIcons::RecordWithIcons(PyObject* record) : dict(record), info(info_to_value(record)) {
+UtilityWithIcons::UtilityWithIcons(PyObject* utility)
+    : dict(utility), info(info_to_value(utility)) {
   PyObject *key, *value;
-  for (Py_ssize_t place = 0; PyDict_Next(record, &place, &key, &value);) {
+  for (Py_ssize_t place = 0; PyDict_Next(utility, &place, &key, &value);) {
     if (!is_icon_cache_key(key)) continue;
     auto path = encoded_path(key).substr(icon_cache_prefix.size());
     if (auto entry = cache_entry(value)) info.icons.store(path, std::move(*entry));
@@ -40,20 +41,20 @@ RecordWithIcons::RecordWithIcons(PyObject* record) : dict(record), info(info_to_
   before = info.icons.entries();
 }
 
-RecordWithIcons::Type RecordWithIcons::read(PyObject* object, const ArgumentName& which) {
+UtilityWithIcons::Type UtilityWithIcons::read(PyObject* object, const ArgumentName& which) {
   if (!PyDict_Check(object)) throw_wrong_type(which, name(), object);
-  return std::make_unique<RecordWithIcons>(object);
+  return std::make_unique<UtilityWithIcons>(object);
 }
 
-UtilityInfo& core_value(RecordWithIcons::Type& record) {
-  return record->info;
+UtilityInfo& core_value(UtilityWithIcons::Type& utility) {
+  return utility->info;
 }
 
-void after_call(const RecordWithIcons::Type& record) {
-  for (const auto& [path, entry] : record->info.icons.entries()) {
-    const auto known = record->before.find(path);
-    if (known != record->before.end() && known->second.data == entry.data) continue;
-    set_icon(record->dict, path, entry);
+void after_call(const UtilityWithIcons::Type& utility) {
+  for (const auto& [path, entry] : utility->info.icons.entries()) {
+    const auto known = utility->before.find(path);
+    if (known != utility->before.end() && known->second.data == entry.data) continue;
+    set_icon(utility->dict, path, entry);
   }
 }
 
@@ -100,9 +101,9 @@ void bind_catalogue(PyObject* manager) {
 
   bind<&resolve_icon_path, Path, Optional<Path>>(manager, "_resolve_icon_path",
                                                  {"icon_path", "plugin_base_path"});
-  bind<&load, Optional<Path>, RecordWithIcons>(manager, "_load_icon_as_base64",
-                                               {"icon_path", "utility_info"});
-  bind<&add_icon, RecordWithIcons>(manager, "_add_icon_to_utility_info", {"utility_info"});
+  bind<&load, Optional<Path>, UtilityWithIcons>(manager, "_load_icon_as_base64",
+                                                {"icon_path", "utility_info"});
+  bind<&add_icon, UtilityWithIcons>(manager, "_add_icon_to_utility_info", {"utility_info"});
 }
 
 }  // namespace utility_manager::python

@@ -9,11 +9,11 @@ namespace {
 
 /// As Python holds it, with `extra` in a live dict that is attached to the object, so that it can
 /// be changed in place.
-using Record = UtilityRegistration;
-using Field = Record::Field;
+using Registration = UtilityRegistration;
+using Field = Registration::Field;
 
-Record& record_of(PyObject* object, const ArgumentName& which) {
-  return *Self<Record>::read(object, which).held;
+Registration& registration_of(PyObject* object, const ArgumentName& which) {
+  return *Self<Registration>::read(object, which).held;
 }
 
 /// Empty in an object that the garbage collector has cleared.
@@ -35,24 +35,24 @@ values::Value read(const Field& field, PyObject* object, const ArgumentName& whi
 
 /// The fields in their order with their defaults, `extra`.
 Parameters all_parameters() {
-  const Record defaults;
+  const Registration defaults;
   Parameters parameters = {"self"};
-  for (const auto& field : Record::fields()) {
-    parameters.emplace_back(field.name, defaults.*field.member);
+  for (const auto& field : Registration::fields()) {
+    parameters.push_back(optional(field.name, defaults.*field.member));
   }
-  parameters[1].default_value.reset();  // the name has to be given
+  parameters[1].default_value = nullptr;  // the name has to be given
   parameters.push_back(optional("extra"));
   return parameters;
 }
 
 Ref initialise(const Operation& operation, Objects objects) {
   PyObject* const self = objects.front();
-  if (!is_instance<Record>(self)) {
-    throw_wrong_type(operation.argument(0), Self<Record>::name(), self);
+  if (!is_instance<Registration>(self)) {
+    throw_wrong_type(operation.argument(0), Self<Registration>::name(), self);
   }
-  auto made = std::make_shared<Record>();
+  auto made = std::make_shared<Registration>();
   std::size_t index = 0;
-  for (const auto& field : Record::fields()) {
+  for (const auto& field : Registration::fields()) {
     ++index;
     (*made).*field.member = read(field, objects[index], operation.argument(index));
   }
@@ -61,18 +61,18 @@ Ref initialise(const Operation& operation, Objects objects) {
   return Ref::borrow(Py_None);
 }
 
-/// The record with what stands in its dict by now.
-Record whole(PyObject* self, const ArgumentName& which) {
-  Record record = record_of(self, which);
-  record.extra = registration_to_value(extra_dict(self).get());
-  return record;
+/// The registration with what stands in its dict by now.
+Registration whole(PyObject* self, const ArgumentName& which) {
+  Registration registration = registration_of(self, which);
+  registration.extra = registration_to_value(extra_dict(self).get());
+  return registration;
 }
 
-/// The arguments that make an equal record.
-Ref arguments_of(const Record& record, PyObject* extra) {
+/// The arguments that make an equal registration.
+Ref arguments_of(const Registration& registration, PyObject* extra) {
   const Ref list = checked(PyList_New(0));
-  for (const auto& field : Record::fields()) {
-    checked(PyList_Append(list.get(), to_python(record.*field.member).get()));
+  for (const auto& field : Registration::fields()) {
+    checked(PyList_Append(list.get(), to_python(registration.*field.member).get()));
   }
   checked(PyList_Append(list.get(), extra));
   return checked(PyList_AsTuple(list.get()));
@@ -86,17 +86,17 @@ Ref text_form(const Operation& operation, Objects objects) {
   return decoded(whole(objects[0], operation.argument(0)).text_form());
 }
 
-bool has_equal_fields(const Record& one, const Record& other) {
-  return std::ranges::all_of(Record::fields(), [&](const Field& field) {
+bool has_equal_fields(const Registration& one, const Registration& other) {
+  return std::ranges::all_of(Registration::fields(), [&](const Field& field) {
     return one.*field.member == other.*field.member;
   });
 }
 
 /// The order of the extras doesn't matter.
 Ref is_equal(const Operation& operation, Objects objects) {
-  if (!is_instance<Record>(objects[1])) return Ref::borrow(Py_NotImplemented);
-  const Record one = whole(objects[0], operation.argument(0));
-  const Record other = whole(objects[1], operation.argument(1));
+  if (!is_instance<Registration>(objects[1])) return Ref::borrow(Py_NotImplemented);
+  const Registration one = whole(objects[0], operation.argument(0));
+  const Registration other = whole(objects[1], operation.argument(1));
   if (!has_equal_fields(one, other)) return Ref::borrow(Py_False);
   const Ref extra = to_python(one.extra);
   const Ref other_extra = to_python(other.extra);
@@ -107,8 +107,8 @@ Ref is_equal(const Operation& operation, Objects objects) {
 /// What copies and pickles are made from: class, arguments and what a derived class adds.
 Ref reduced(const Operation& operation, Objects objects) {
   PyObject* const self = objects[0];
-  const auto& record = record_of(self, operation.argument(0));
-  const Ref arguments = arguments_of(record, extra_dict(self).get());
+  const auto& registration = registration_of(self, operation.argument(0));
+  const Ref arguments = arguments_of(registration, extra_dict(self).get());
   Ref state = optional_attribute(self, "__dict__");
   if (!state) state = Ref::borrow(Py_None);
   return checked(PyTuple_Pack(3, Py_TYPE(self), arguments.get(), state.get()));
@@ -116,11 +116,11 @@ Ref reduced(const Operation& operation, Objects objects) {
 
 void bind_field(PyObject* type, const Field& field) {
   const auto get = [member = field.member](const Operation& operation, Objects objects) {
-    return to_python(record_of(objects[0], operation.argument(0)).*member);
+    return to_python(registration_of(objects[0], operation.argument(0)).*member);
   };
   const auto set = [field](const Operation& operation, Objects objects) {
     auto value = read(field, objects[1], operation.argument(1));
-    record_of(objects[0], operation.argument(0)).*field.member = std::move(value);
+    registration_of(objects[0], operation.argument(0)).*field.member = std::move(value);
     return Ref::borrow(Py_None);
   };
   const auto setter = conversion(field.name, {"self", "value"}, set);
@@ -128,40 +128,41 @@ void bind_field(PyObject* type, const Field& field) {
 }
 
 Ref extra_of(const Operation& operation, Objects objects) {
-  record_of(objects[0], operation.argument(0));
+  registration_of(objects[0], operation.argument(0));
   return extra_dict(objects[0]);
 }
 
 Ref set_extra(const Operation& operation, Objects objects) {
-  record_of(objects[0], operation.argument(0));
+  registration_of(objects[0], operation.argument(0));
   attach(objects[0], as_dict(objects[1]));
   return Ref::borrow(Py_None);
 }
 
 }  // namespace
 
-Ref given(const UtilityRegistration& record) {
-  Ref object = object_for(class_of<Record>, std::make_shared<Record>(record));
-  attach(object.get(), to_python(record.extra));
+Ref given(const UtilityRegistration& registration) {
+  Ref object = object_for(class_of<Registration>, std::make_shared<Registration>(registration));
+  attach(object.get(), to_python(registration.extra));
   return object;
 }
 
 void bind_registration(PyObject* module) {
-  auto* const type = bind_class<Record>("utility_manager.UtilityRegistration", Origin::client);
+  auto* const type =
+      bind_class<Registration>("utility_manager.UtilityRegistration", Origin::client);
   bind(type, conversion("__init__", all_parameters(), initialise));
-  bind<&Record::from_dict, RegistrationMapping, Optional<Text>>(type, "from_dict",
-                                                                {"data", optional("plugin_name")});
-  bind<&Record::_convert_legacy_access_fields, RegistrationMapping>(
+  bind<&Registration::from_dict, RegistrationMapping, Optional<Text>>(
+      type, "from_dict", {"data", optional("plugin_name")});
+  bind<&Registration::_convert_legacy_access_fields, RegistrationMapping>(
       type, "_convert_legacy_access_fields", {"data"});
-  bind<&Record::_normalize_access_level, Anything>(type, "_normalize_access_level",
-                                                   {"access_level"});
-  bind<&Record::_normalize_display_location, Anything>(type, "_normalize_display_location",
-                                                       {"value"});
+  bind<&Registration::_normalize_access_level, Anything>(type, "_normalize_access_level",
+                                                         {"access_level"});
+  bind<&Registration::_normalize_display_location, Anything>(type, "_normalize_display_location",
+                                                             {"value"});
   bind(type, conversion("to_dict", {"self"}, to_dict));
   bind(type, conversion("__repr__", {"self"}, text_form));
   bind(type, conversion("__eq__", {"self", "other"}, is_equal));
   bind(type, conversion("__reduce__", {"self"}, reduced));
-  for (const auto& field : Record::fields()) bind_field(type, field);
+  for (const auto& field : Registration::fields()) bind_field(type, field);
   const auto setter = conversion("extra", {"self", "value"}, set_extra);
   bind_attribute(type, conversion("extra", {"self"}, extra_of), &setter);
   checked(PyObject_SetAttrString(type, "__hash__", Py_None));

@@ -1,14 +1,12 @@
 #include "python/convert.h"
 
 #include <algorithm>
-#include <array>
 #include <optional>
 #include <utility>
 #include <vector>
 
 #include "python/failures.h"
 #include "python/host_value.h"
-#include "utility_manager/catalogue/icon_cache.h"
 #include "utility_manager/failures.h"
 #include "utility_manager/limits.h"
 #include "utility_manager/values/place.h"
@@ -32,18 +30,6 @@ PyObject* mapping_class() {
   return type;
 }
 
-std::string text_of_bytes(PyObject* bytes) {
-  return {PyBytes_AS_STRING(bytes), static_cast<std::size_t>(PyBytes_GET_SIZE(bytes))};
-}
-
-/// Nothing for a text with lone surrogates; the exception is set then.
-std::optional<std::string> utf8(PyObject* text) {
-  Py_ssize_t size = 0;
-  const char* const bytes = PyUnicode_AsUTF8AndSize(text, &size);
-  if (!bytes) return std::nullopt;
-  return std::string(bytes, static_cast<std::size_t>(size));
-}
-
 /// Adds the place to the exception that is set.
 [[noreturn]] void throw_bad_text(const Place& place) {
   if (!place.outer || !PyErr_ExceptionMatches(PyExc_UnicodeEncodeError)) throw_raised();
@@ -57,7 +43,7 @@ std::optional<std::string> utf8(PyObject* text) {
 
 /// What is converted, which tells what becomes of an object that no value can stand for: `data`
 /// refuses it, an answer leaves it out, and all others carry it.
-enum class Content { data, carried, registration, record, service_answer };
+enum class Content { data, carried, registration, utility, service_answer };
 
 /// Converts one value with its members. Gives nothing for what a service's answer may leave out.
 class Reader {
@@ -101,7 +87,7 @@ class Reader {
   /// The whole of a registration is converted; it can't be carried.
   bool carries(const Place& place) const {
     if (content_ == Content::carried) return true;
-    return (content_ == Content::registration || content_ == Content::record) && place.outer;
+    return (content_ == Content::registration || content_ == Content::utility) && place.outer;
   }
 
   /// What becomes of an object that no value can stand for. `refuse` throws.
@@ -114,7 +100,7 @@ class Reader {
   }
 
   bool is_path(const Place& place) const {
-    if (content_ != Content::registration && content_ != Content::record) return false;
+    if (content_ != Content::registration && content_ != Content::utility) return false;
     if (place.depth != 1 || !place.key) return false;
     return *place.key == "script_path" || *place.key == "icon_path";
   }
@@ -162,7 +148,7 @@ class Reader {
       PyObject *key, *value;
       if (!PyArg_ParseTuple(PyList_GET_ITEM(items.get(), index), "OO", &key, &value))
         throw_raised();
-      if (content_ == Content::record && !place.outer && is_icon_cache_key(key)) continue;
+      if (content_ == Content::utility && !place.outer && is_icon_cache_key(key)) continue;
       auto name = PyUnicode_Check(key) ? utf8(key) : std::nullopt;
       if (!name && carries(place)) {
         PyErr_Clear();
@@ -203,68 +189,6 @@ class Reader {
   std::vector<PyObject*> open_;
 };
 
-/// Converts one value with its members. The mappings of a list mostly have the same keys at the
-/// same places: a key is made into a str once, and its hash with it.
-class Writer {
- public:
-  Ref write(const Value& value) {
-    switch (value.kind()) {
-      case Kind::null:
-        return Ref::borrow(Py_None);
-      case Kind::boolean:
-        return Ref::borrow(value.boolean() ? Py_True : Py_False);
-      case Kind::integer:
-        return checked(PyLong_FromLongLong(value.integer()));
-      case Kind::unsigned_integer:
-        return checked(PyLong_FromUnsignedLongLong(value.unsigned_integer()));
-      case Kind::real:
-        return checked(PyFloat_FromDouble(value.real()));
-      case Kind::text:
-        return decoded(value.text());
-      case Kind::list:
-        return list(value.list());
-      case Kind::mapping:
-        return mapping(value.mapping());
-      case Kind::host_value:
-        return object_of(*value.host_value());
-    }
-    return {};
-  }
-
- private:
-  Ref list(const values::List& items) {
-    const auto size = static_cast<Py_ssize_t>(items.size());
-    Ref list = checked(guarded_call([=] { return PyList_New(size); }));
-    Py_ssize_t index = 0;
-    for (const auto& item : items) {
-      PyList_SET_ITEM(list.get(), index++, write(item).release());
-    }
-    return list;
-  }
-
-  Ref mapping(const values::Mapping& members) {
-    Ref mapping = checked(guarded_call([] { return PyDict_New(); }));
-    std::size_t place = 0;
-    for (const auto& [key, member] : members) {
-      const Ref name = name_of(key, place++);
-      const Ref object = write(member);
-      checked(PyDict_SetItem(mapping.get(), name.get(), object.get()));
-    }
-    return mapping;
-  }
-
-  Ref name_of(const std::string& key, std::size_t place) {
-    auto& [known, name] = names_[place % names_.size()];
-    if (!name || known != key) {
-      name = decoded(key);
-      known = key;
-    }
-    return Ref::borrow(name.get());
-  }
-
-  std::array<std::pair<std::string_view, Ref>, 32> names_;
-};
-
 }  // namespace
 
 Value to_value(PyObject* object) {
@@ -280,55 +204,12 @@ Value registration_to_value(PyObject* mapping) {
 }
 
 Value info_to_value(PyObject* mapping) {
-  return *Reader(Content::record).read(mapping);
+  return *Reader(Content::utility).read(mapping);
 }
 
 Value lenient_to_value(PyObject* object) {
   if (!checked(guarded_call([object] { return PyObject_IsTrue(object); }))) return nullptr;
   return Reader(Content::service_answer).read(object).value_or(nullptr);
-}
-
-Ref to_python(const Value& value) {
-  return Writer().write(value);
-}
-
-Ref decoded(std::string_view text) {
-  return checked(
-      PyUnicode_DecodeUTF8(text.data(), static_cast<Py_ssize_t>(text.size()), "surrogateescape"));
-}
-
-std::string encoded(PyObject* text) {
-  auto bytes = utf8(text);
-  if (!bytes) throw_raised();
-  return *bytes;
-}
-
-std::string encoded_leniently(PyObject* text) {
-  Ref bytes = Ref::steal(PyUnicode_AsEncodedString(text, "utf-8", "surrogateescape"));
-  if (!bytes && caught(PyExc_UnicodeEncodeError)) {
-    bytes = Ref::steal(PyUnicode_AsEncodedString(text, "utf-8", "backslashreplace"));
-  }
-  if (!bytes) throw_raised();
-  return text_of_bytes(bytes.get());
-}
-
-bool is_path_like(PyObject* object) {
-  if (PyUnicode_Check(object)) return true;
-  return guarded_call([object] { return PyObject_HasAttrString(object, "__fspath__"); }) != 0;
-}
-
-std::string encoded_path(PyObject* path) {
-  const Ref text = checked(guarded_call([path] { return PyOS_FSPath(path); }));
-  if (!PyUnicode_Check(text.get())) throw utility_manager::TypeError("a path must be a str");
-  const Ref bytes = checked(PyUnicode_EncodeFSDefault(text.get()));
-  return text_of_bytes(bytes.get());
-}
-
-bool is_icon_cache_key(PyObject* key) {
-  static PyObject* prefix = nullptr;
-  if (!prefix) prefix = decoded(icon_cache_prefix).release();
-  return PyUnicode_Check(key) &&
-         checked(static_cast<int>(PyUnicode_Tailmatch(key, prefix, 0, PY_SSIZE_T_MAX, -1))) != 0;
 }
 
 bool is_mapping(PyObject* object) {

@@ -1,9 +1,7 @@
 #pragma once
 
-#include <string>
-#include <string_view>
-
 #include "python/ref.h"
+#include "python/texts.h"
 #include "utility_manager/values/value.h"
 
 /// Values cross the border by conversion, in both directions. All of it needs the interpreter lock
@@ -24,7 +22,7 @@ values::Value to_carried_value(PyObject* object);
 /// `script_path` and `icon_path` may be any path of the file system.
 values::Value registration_to_value(PyObject* mapping);
 
-/// The same for a record of the catalogue, without the entries of the icon cache in it.
+/// The same for a utility of the catalogue, without the entries of the icon cache in it.
 values::Value info_to_value(PyObject* mapping);
 
 /// The same for what a service of the client gives: a member that can't be converted is left out of
@@ -32,25 +30,6 @@ values::Value info_to_value(PyObject* mapping);
 values::Value lenient_to_value(PyObject* object);
 
 Ref to_python(const values::Value& value);
-
-/// The str of a UTF-8 text; a byte that is no UTF-8 becomes the surrogate that stands for it in a
-/// path.
-Ref decoded(std::string_view text);
-
-/// A str as UTF-8. Fails as `to_value` does.
-std::string encoded(PyObject* text);
-
-/// A str as UTF-8; a surrogate that stands for a byte becomes that byte, any other one an escape.
-std::string encoded_leniently(PyObject* text);
-
-/// True for a str and for a path object.
-bool is_path_like(PyObject* object);
-
-/// A str or a path object as the file system's bytes.
-std::string encoded_path(PyObject* path);
-
-/// True for the key of an entry of the icon cache.
-bool is_icon_cache_key(PyObject* key);
 
 /// True for a dict and for every other mapping.
 bool is_mapping(PyObject* object);

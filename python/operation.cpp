@@ -33,7 +33,8 @@ struct BoundOperation {
 void BoundOperation::add(std::size_t index) {
   const auto& parameter = operation.parameters[index];
   if (index > 0) documentation += ", ";
-  documentation += parameter.name + (": " + operation.kinds[index]);
+  const std::string kind = operation.kinds.empty() ? "object" : operation.kinds[index]();
+  documentation += parameter.name + (": " + kind);
   defaults.push_back(parameter.default_value ? to_python(*parameter.default_value) : Ref());
   if (!defaults.back()) return;
   const Ref shown = checked(PyObject_Repr(defaults.back().get()));
@@ -101,6 +102,10 @@ Ref function_of(const Operation& operation) {
 
 }  // namespace
 
+Parameter optional(const char* name, values::Value default_value) {
+  return {name, new values::Value(std::move(default_value))};
+}
+
 void bind(PyObject* owner, const Operation& operation) {
   Ref function = function_of(operation);
   if (operation.has_self) {
@@ -122,8 +127,7 @@ void bind_attribute(PyObject* type, const Operation& getter, const Operation* se
 
 Operation conversion(const char* name, Parameters parameters,
                      std::function<Ref(const Operation&, Objects)> work) {
-  const std::vector<std::string> kinds(parameters.size(), "object");
-  return {name, std::move(parameters), kinds, true, std::move(work)};
+  return {name, std::move(parameters), {}, true, std::move(work)};
 }
 
 }  // namespace utility_manager::python

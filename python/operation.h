@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <functional>
 #include <optional>
@@ -24,25 +25,29 @@ namespace utility_manager::python {
 
 /// A parameter as the client knows it; one without a default has to be given.
 struct Parameter {
-  Parameter(const char* parameter_name) : name(parameter_name) {}
-  template <typename Default>
-  Parameter(const char* parameter_name, const Default& value)
-      : name(parameter_name), default_value(values::Value(value)) {}
+  Parameter(const char* parameter_name, const values::Value* value = nullptr)
+      : name(parameter_name), default_value(value) {}
 
   const char* name;
-  std::optional<values::Value> default_value;
+  const values::Value* default_value;  ///< kept for ever, as every operation is
 };
 
 using Parameters = std::vector<Parameter>;
 
+/// A parameter that may be left out.
+Parameter optional(const char* name, values::Value default_value = {});
+
 /// The objects of a call, one for each parameter.
 using Objects = std::span<PyObject* const>;
+
+/// Gives the name of a kind of argument.
+using KindName = std::string (*)();
 
 /// A callable of the surface.
 struct Operation {
   const char* name;
-  Parameters parameters;           ///< with `self` where there is one
-  std::vector<std::string> kinds;  ///< of the parameters
+  Parameters parameters;            ///< with `self` where there is one
+  std::span<const KindName> kinds;  ///< of the parameters; empty where all are objects
   bool has_self;
   std::function<Ref(const Operation&, Objects)> call;
 
@@ -104,15 +109,16 @@ Ref call_core([[maybe_unused]] const Operation& operation, [[maybe_unused]] Obje
 }
 
 template <auto function, typename... Kinds>
+Ref call(const Operation& operation, Objects objects) {
+  return call_core<function, Kinds...>(operation, objects, std::index_sequence_for<Kinds...>());
+}
+
+template <typename... Kinds>
+inline constexpr std::array<KindName, sizeof...(Kinds)> names_of = {&Kinds::name...};
+
+template <auto function, typename... Kinds>
 Operation operation_of(const char* name, Parameters parameters, bool has_self) {
-  return {.name = name,
-          .parameters = std::move(parameters),
-          .kinds = {Kinds::name()...},
-          .has_self = has_self,
-          .call = [](const Operation& operation, Objects objects) {
-            return call_core<function, Kinds...>(operation, objects,
-                                                 std::index_sequence_for<Kinds...>());
-          }};
+  return {name, std::move(parameters), names_of<Kinds...>, has_self, &call<function, Kinds...>};
 }
 
 /// The operation that calls `function`, a member or a free function, with arguments of these kinds.
@@ -124,7 +130,7 @@ Operation operation(const char* name, Parameters parameters = {}) {
     return operation_of<function, Kinds...>(name, std::move(parameters), false);
   } else {
     static_assert(Function::count == sizeof...(Kinds) + 1, "one kind for each parameter");
-    parameters.insert(parameters.begin(), Parameter("self"));
+    parameters.insert(parameters.begin(), "self");
     return operation_of<function, Self<typename Function::First>, Kinds...>(
         name, std::move(parameters), true);
   }

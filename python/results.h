@@ -66,7 +66,7 @@ inline Ref given(const std::shared_ptr<const UtilityMap>& map) {
 Ref given(const ServerInfo& info);
 
 /// A new object, with its extras in a live dict.
-Ref given(const UtilityRegistration& record);
+Ref given(const UtilityRegistration& registration);
 
 /// Instances by identifier.
 Ref given(const ServerTable::Records& instances);

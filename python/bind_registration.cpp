@@ -1,5 +1,3 @@
-#include <algorithm>
-
 #include "python/bind.h"
 #include "python/calls.h"
 #include "utility_manager/registration/registration.h"
@@ -86,22 +84,18 @@ Ref text_form(const Operation& operation, Objects objects) {
   return decoded(whole(objects[0], operation.argument(0)).text_form());
 }
 
-bool has_equal_fields(const Registration& one, const Registration& other) {
-  return std::ranges::all_of(Registration::fields(), [&](const Field& field) {
-    return one.*field.member == other.*field.member;
-  });
+Ref all_arguments_of(PyObject* self, const ArgumentName& which) {
+  const Registration registration = whole(self, which);
+  return arguments_of(registration, to_python(registration.extra).get());
 }
 
-/// The order of the extras doesn't matter.
+/// As Python compares: neither the order of members nor the kind of a number matters.
 Ref is_equal(const Operation& operation, Objects objects) {
   if (!is_instance<Registration>(objects[1])) return Ref::borrow(Py_NotImplemented);
-  const Registration one = whole(objects[0], operation.argument(0));
-  const Registration other = whole(objects[1], operation.argument(1));
-  if (!has_equal_fields(one, other)) return Ref::borrow(Py_False);
-  const Ref extra = to_python(one.extra);
-  const Ref other_extra = to_python(other.extra);
-  return checked(guarded_call(
-      [a = extra.get(), b = other_extra.get()] { return PyObject_RichCompare(a, b, Py_EQ); }));
+  const Ref one = all_arguments_of(objects[0], operation.argument(0));
+  const Ref other = all_arguments_of(objects[1], operation.argument(1));
+  return checked(
+      guarded_call([a = one.get(), b = other.get()] { return PyObject_RichCompare(a, b, Py_EQ); }));
 }
 
 /// What copies and pickles are made from: class, arguments and what a derived class adds.

@@ -73,6 +73,7 @@ def test_registrations_carry_what_no_value_can_stand_for(run_client):
         assert made.persistent and not made.builtin and made.en_title == "2026-01-02"
         assert repr(Record({1}, b"b")).startswith("UtilityRegistration(utility_name={1}, title=b'b'")
         assert Record("u", {1}) == Record("u", {1}) != Record("u", {2})
+        assert Record("u", {"a": 1, "b": True}) == Record("u", {"b": 1, "a": 1.0})
         fails_with(ArithmeticError, "neither", Record.from_dict, {"persistent": Odd()})
         fails_with(TypeError, "the key 5 must be a str", Record.from_dict, {5: 1})
         fails_with(TypeError, "the key 5 must be a str", Record("u", extra={5: 1}).to_dict)

@@ -52,8 +52,10 @@ class Access:
             self._recent_file, self._looked_at = self._file_state(), time.monotonic()
         state = self._generation, *self._recent_file
         with self._lock:
-            places = (None, group_name) if state == self._state else ()
-            return any(utility_name in self._shown.get(place, ()) for place in places)
+            if state != self._state:
+                return False
+            shown = self._shown
+            return utility_name in shown.get(None, ()) or utility_name in shown.get(group_name, ())
 
     def _shown_at(self, group_name: str | None) -> frozenset[str]:
         while True:

@@ -1,19 +1,16 @@
 """A browser's connection to the port where utilities are shown: one request after the other."""
 
 import asyncio
-import http
 import time
-from typing import Any, Protocol
+from typing import Any
 
-from velmora_studio.answers import Answer, Headers
+from velmora_studio.answers import Headers
+from velmora_studio.forward_roles import Handler, Server, Tunnel
+from velmora_studio.http_answer import head_of, phrase
 from velmora_studio.http_body import Body, body_of
-from velmora_studio.http_head import (
-    LONGEST_REQUEST_HEAD,
-    BadMessage,
-    Request,
-    lines_of,
-    parse_request,
-)
+from velmora_studio.http_fields import BadMessage
+from velmora_studio.http_request import LONGEST_HEAD, Request, parse_request
+from velmora_studio.instances import Place
 from velmora_studio.paced_reading import PacedReading
 
 LONGEST_WAITING = 65536  # bytes that wait for their turn
@@ -21,39 +18,9 @@ LINGER_SECONDS = 2.0  # to send the rest of a request that is answered already
 CONTINUE = b"HTTP/1.1 100 Continue\r\n\r\n"
 
 
-Place = tuple[str, str | None]  # the names of a utility and, where there is one, its group
-
-
-class Handler(Protocol):
-    """Sees to one request."""
-
-    def body(self, content: bytes, last: bool) -> None: ...
-
-    def browser_is_full(self, full: bool) -> None: ...
-
-    def abandon(self) -> None:
-        """The browser has gone, or must go."""
-
-
-class Tunnel(Handler, Protocol):
-    """The handler of a connection that has switched protocols."""
-
-    def from_browser(self, data: bytes) -> None: ...
-
-    def end(self) -> None:
-        """Tells both sides, and ends them."""
-
-
-class Server(Protocol):
-    connections: set["BrowserConnection"]
-
-    def handle(self, connection: "BrowserConnection", request: Request) -> None:
-        """Answers the request, or gives the connection a handler that will."""
-
-
 class BrowserConnection(asyncio.Protocol):
-    """The handler of a request calls `accept_body`, and `begin`, `write` and `finish`, or `answer`
-    in their place, or `abort`."""
+    """The handler of a request calls `accept_body`, and `write` and `finish`, or `answer` in their
+    place, or `abort`."""
 
     def __init__(self, server: Server) -> None:
         self.idle_since = time.monotonic()
@@ -68,23 +35,20 @@ class BrowserConnection(asyncio.Protocol):
         self._reading: PacedReading
         self._tunnel: Tunnel | None = None
         self._waiting = b""
+        self._lingering: asyncio.TimerHandle | None = None
 
     def accept_body(self) -> None:
         """From here on the handler takes the body of the request."""
         self._takes_body = True
-        if self._body and self._request.value(b"expect").lower() == b"100-continue":
-            self.transport.write(CONTINUE)
-        self._advance()
+        if self._body:
+            if self._request.value(b"expect").lower() == b"100-continue":
+                self.transport.write(CONTINUE)
+            self._advance()
 
     def hold(self, hold: bool) -> None:
         """Whether what the browser sends is to wait."""
         self._is_holding = hold
         self._pause_or_resume()
-
-    def begin(self, status: int, reason: bytes, headers: Headers) -> bytes:
-        """The head of an answer, for `write`."""
-        end = b"" if self._request.keep_alive else b"connection: close\r\n"
-        return head_of(status, reason, headers) + end + b"\r\n"
 
     def write(self, data: bytes) -> None:
         self.transport.write(data)
@@ -95,7 +59,7 @@ class BrowserConnection(asyncio.Protocol):
         self._is_holding = False
         if self._body:
             loop = asyncio.get_running_loop()
-            loop.call_later(LINGER_SECONDS, self._stop_lingering, self._request)
+            self._lingering = loop.call_later(LINGER_SECONDS, self.abort)
             self._advance()
         else:
             self._end_request()
@@ -104,7 +68,8 @@ class BrowserConnection(asyncio.Protocol):
     def answer(self, status: int, headers: Headers, body: bytes) -> None:
         """An answer of the Studio's own."""
         length = (b"content-length", b"%d" % len(body))
-        head = self.begin(status, _phrase(status), [*headers, length])
+        end = [] if self._request.keep_alive else [(b"connection", b"close")]
+        head = head_of(status, phrase(status), [*headers, length, *end]) + b"\r\n"
         self.write(head if self._request.method == b"HEAD" else head + body)
         self.finish()
 
@@ -176,7 +141,7 @@ class BrowserConnection(asyncio.Protocol):
         if self._is_full:  # whoever asks on and on has to read as well
             return False
         end = self._waiting.find(b"\r\n\r\n")
-        if end > LONGEST_REQUEST_HEAD or end < 0 and len(self._waiting) > LONGEST_REQUEST_HEAD:
+        if end > LONGEST_HEAD or end < 0 and len(self._waiting) > LONGEST_HEAD:
             raise BadMessage(431, "the head is too long")
         if end < 0:
             return False
@@ -203,6 +168,9 @@ class BrowserConnection(asyncio.Protocol):
     def _end_request(self) -> None:
         request, self._request = self._request, None
         self.idle_since = time.monotonic()
+        if self._lingering:
+            self._lingering.cancel()
+            self._lingering = None
         if not request.keep_alive:
             self.transport.close()
         elif self._waiting:
@@ -215,24 +183,8 @@ class BrowserConnection(asyncio.Protocol):
             self.abort()
             return
         headers = [(b"content-length", b"0"), (b"connection", b"close")]
-        self.write(head_of(error.status, _phrase(error.status), headers) + b"\r\n")
+        self.write(head_of(error.status, phrase(error.status), headers) + b"\r\n")
         self.transport.close()
-
-    def _stop_lingering(self, request: Request) -> None:
-        if self._request is request:
-            self.abort()
 
     def _pause_or_resume(self) -> None:
         self._reading.pause(self._is_holding or len(self._waiting) > LONGEST_WAITING)
-
-
-def head_of(status: int, reason: bytes, headers: Headers) -> bytes:
-    """Without the empty line at the end."""
-    return b"HTTP/1.1 %d %b\r\n%b" % (status, reason, lines_of(headers))
-
-
-def _phrase(status: int) -> bytes:
-    try:
-        return http.HTTPStatus(status).phrase.encode()
-    except ValueError:
-        return b""

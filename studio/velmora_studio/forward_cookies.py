@@ -29,15 +29,19 @@ class Cookies:
         self._is_changed = False
         self._load()
 
-    def note(self, prefix: str, cookie: bytes) -> None:
-        """A utility has set it."""
-        self._keep(prefix, _text(name_of(cookie)), "", MOST_NAMES)
+    def note(self, prefix: str, answer: Headers) -> None:
+        """What a utility sets with this answer."""
+        for header, cookie in answer:
+            if header == b"set-cookie" and not is_reserved(name_of(cookie)):
+                self._keep(prefix, _text(name_of(cookie)), "", MOST_NAMES)
 
     def own(self, prefix: str, headers: Headers) -> bytes:
         """The cookies of a request that its utility is sent. Of two with one name the first counts:
         it has the longer path."""
         found: dict[bytes, bytes] = {}
         given = list(_cookies(headers))
+        if not given:
+            return b""
         is_bound = any(name == MARK for name, _ in given)
         for name, cookie in given:
             if name == MARK:
@@ -87,6 +91,10 @@ def mark_for(request_headers: Headers, answer_headers: Headers, prefix: str) -> 
         return []
     path = b"/" + prefix.split("/")[1].encode()  # of all utilities
     return [(b"set-cookie", MARK + b"=1; HttpOnly; SameSite=Lax; Path=" + path)]
+
+
+def is_reserved(name: bytes) -> bool:
+    return name.lower().startswith(RESERVED)
 
 
 def name_of(cookie: bytes) -> bytes:

@@ -3,20 +3,18 @@
 import asyncio
 from typing import Protocol
 
-from velmora_studio.forward_address import Address
 from velmora_studio.forward_connection import BrowserConnection
-from velmora_studio.forward_cookies import Cookies, mark_for
-from velmora_studio.forward_framing import framed
-from velmora_studio.forward_headers import from_utility, to_utility
+from velmora_studio.forward_cookies import Cookies
+from velmora_studio.forward_heads import answer_head, request_head
 from velmora_studio.forward_targets import Targets
-from velmora_studio.guard import is_frame
-from velmora_studio.http_body import LAST_CHUNK, AnswerReader, chunk
-from velmora_studio.http_head import CHUNKED, UNTIL_END, AnswerHead, BadMessage, Request
+from velmora_studio.forward_visit import Visit
+from velmora_studio.http_answer import HIGHEST_STATUS, LOWEST_STATUS, AnswerHead, AnswerReader
+from velmora_studio.http_body import LAST_CHUNK, chunk
+from velmora_studio.http_fields import CHUNKED, BadMessage
 from velmora_studio.instances import Instance
 from velmora_studio.notice_page import Cause, NotForwarded
 from velmora_studio.upstream import Pool, Upstream
 
-HIGHEST_STATUS = 599
 REPEATABLE = {b"GET", b"HEAD", b"OPTIONS"}
 
 
@@ -33,16 +31,13 @@ class Exchange:
     """Handles a request of `connection`, and uses a connection to the utility."""
 
     def __init__(
-        self,
-        forwarder: Forwarder,
-        connection: BrowserConnection,
-        request: Request,
-        address: Address,
+        self, forwarder: Forwarder, connection: BrowserConnection, visit: Visit
     ) -> None:
         self._forwarder = forwarder
         self._connection = connection
-        self._request = request
-        self._address = address
+        self._visit = visit
+        self._request = request = visit.request
+        self._address = visit.address
         self._instance: Instance
         self._upstream: Upstream | None = None
         self._reader = AnswerReader(request.method)
@@ -93,11 +88,8 @@ class Exchange:
         self._connection.accept_body()
 
     def _head(self) -> bytes:
-        request, address = self._request, self._address
-        path = request.path if self._keeps_prefix else address.path or b"/"
-        target = path + request.query
-        headers = to_utility(request, address, self._instance.port, self._forwarder.cookies)
-        return b"%b %b HTTP/1.1\r\n%b\r\n" % (request.method, target, headers)
+        cookies = self._forwarder.cookies.own(self._address.prefix, self._request.headers)
+        return request_head(self._visit, self._instance.port, self._keeps_prefix, cookies)
 
     def _may_be_repeated(self) -> bool:
         """Then a kept connection is good enough, even if the utility is about to end it."""
@@ -160,19 +152,14 @@ class Exchange:
 
     def _begin_answer(self) -> bytes:
         head = self._reader.head
-        if head.status > HIGHEST_STATUS or head.status < 200:
+        if not LOWEST_STATUS <= head.status <= HIGHEST_STATUS:
             raise BadMessage(502, "no proper answer")
         self._is_answering = True
-        cookies, port = self._forwarder.cookies, self._instance.port
-        headers = from_utility(head.headers, self._address, port, cookies)
-        given = dict(self._request.headers)
-        headers = framed(headers, self._forwarder.framing_policy, is_frame(given))
-        headers += mark_for(self._request.headers, headers, self._address.prefix)
-        if head.length in (CHUNKED, UNTIL_END):
-            self._chunks = self._request.is_http_1_1
-            if self._chunks:
-                headers.append((b"transfer-encoding", b"chunked"))
-        return self._connection.begin(head.status, head.reason, headers)
+        forwarder = self._forwarder
+        forwarder.cookies.note(self._address.prefix, head.headers)
+        policy, port = forwarder.framing_policy, self._instance.port
+        lines, self._chunks = answer_head(self._visit, head, port, policy)
+        return lines
 
     def _finish(self, data: bytes) -> None:
         data = data + LAST_CHUNK if self._chunks else data

@@ -5,12 +5,11 @@ not leave the utility's prefix.
 """
 
 import re
-from functools import lru_cache
 
 from velmora_studio.answers import Headers
 from velmora_studio.forward_address import Address
-from velmora_studio.forward_cookies import RESERVED, Cookies, name_of
-from velmora_studio.http_head import Request, connection_tokens, lines_of
+from velmora_studio.forward_cookies import is_reserved, name_of
+from velmora_studio.http_fields import connection_tokens
 
 HOP_BY_HOP = {
     *(b"connection", b"keep-alive", b"proxy-authenticate", b"proxy-authorization"),
@@ -26,37 +25,30 @@ DROPPED = {b"service-worker-allowed", b"clear-site-data"}
 LOCATIONS = {b"location", b"content-location"}
 
 
-def to_utility(request: Request, address: Address, port: int, cookies: Cookies) -> bytes:
-    """The headers of a request to the utility on `port`, but for those of a WebSocket."""
-    own = cookies.own(address.prefix, request.headers)
-    return _to_utility(request.headers, address.prefix, port, own)
-
-
-@lru_cache(256)
-def _to_utility(given: Headers, prefix: str, port: int, cookie: bytes) -> bytes:
+def to_utility(given: Headers, prefix: str, port: int, cookies: bytes) -> Headers:
+    """The headers of a request to the utility on `port`, but for those of a WebSocket. `cookies`
+    are those that it may see."""
     values = dict(given)
     headers = [(b"host", _host(port))]
     headers += [(n, v) for n, v in _end_to_end(given) if not _is_replaced(n)]
     if b"origin" in values:  # the guard has let only the Studio's own through
         headers.append((b"origin", b"http://" + _host(port)))
-    if cookie:
-        headers.append((b"cookie", cookie))
+    if cookies:
+        headers.append((b"cookie", cookies))
     if b"transfer-encoding" in values:
         headers.append((b"transfer-encoding", b"chunked"))
     elif b"content-length" in values:
         headers.append((b"content-length", values[b"content-length"]))
-    headers += [
+    return [
+        *headers,
         (b"x-forwarded-for", b"127.0.0.1"),
         (b"x-forwarded-host", values[b"host"]),
         (b"x-forwarded-proto", b"http"),
         (b"x-forwarded-prefix", prefix.encode()),
     ]
-    return lines_of(headers)
 
 
-def from_utility(
-    headers: Headers, address: Address, port: int, cookies: Cookies
-) -> Headers:
+def from_utility(headers: Headers, address: Address, port: int) -> list[tuple[bytes, bytes]]:
     """The headers of an answer for the browser. Repeated ones stay repeated, in their order."""
     answer = []
     for name, value in _end_to_end(headers):
@@ -67,9 +59,8 @@ def from_utility(
         elif name == b"refresh":
             value = _moved_refresh(value, address.prefix, port)
         elif name == b"set-cookie":
-            if name_of(value).lower().startswith(RESERVED):
+            if is_reserved(name_of(value)):
                 continue
-            cookies.note(address.prefix, value)
             value = confined_cookie(value, address)
         answer.append((name, value))
     return answer

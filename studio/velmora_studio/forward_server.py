@@ -4,25 +4,28 @@ import asyncio
 import logging
 import socket
 import time
+from functools import lru_cache
 from pathlib import Path
 
 from velmora_client.data_directory import data_directory
 
-from velmora_studio.answers import JSON_HEADERS, json_text
+from velmora_studio.answers import JSON_HEADERS, Answer, json_text
 from velmora_studio.forward_address import parse_address
 from velmora_studio.forward_connection import BrowserConnection
-from velmora_studio.forward_exchange import Exchange
 from velmora_studio.forward_cookies import Cookies
+from velmora_studio.forward_exchange import Exchange
 from velmora_studio.forward_targets import Targets
+from velmora_studio.forward_visit import Visit
 from velmora_studio.forward_websocket import WebSocketExchange
 from velmora_studio.guard import ForwardGuard, framing_policy
-from velmora_studio.http_head import Request
+from velmora_studio.http_request import Request
 from velmora_studio.notice_page import stranger_answer
 from velmora_studio.operations import Operations
-from velmora_studio.upstream import Pool
 from velmora_studio.token import Token
+from velmora_studio.upstream import Pool
 
 ROUND_SECONDS = 1.0
+MOST_REMEMBERED = 64  # requests
 IDLE_SECONDS = 60.0  # of a browser's connection
 MARK = Path(__file__).resolve().parent / "page" / "mark.svg"
 MARK_HEADERS = [(b"content-type", b"image/svg+xml"), (b"cache-control", b"no-cache")]
@@ -42,6 +45,7 @@ class ForwardServer:
         self._token = token
         self._server: asyncio.Server | None = None
         self._rounds: asyncio.Task | None = None
+        self._reception = lru_cache(MOST_REMEMBERED)(self._receive)
 
     async def start(self, listener: socket.socket) -> None:
         loop = asyncio.get_running_loop()
@@ -57,23 +61,31 @@ class ForwardServer:
         self.cookies.save()
 
     def handle(self, connection: BrowserConnection, request: Request) -> None:
+        meant = self._reception(request)
+        if not isinstance(meant, Visit):
+            connection.answer(*meant)
+        elif request.wants_websocket:
+            WebSocketExchange(self, connection, meant).begin()
+        else:
+            Exchange(self, connection, meant).begin()
+
+    def _receive(self, request: Request) -> Visit | Answer:
+        """The utility that the request may be forwarded to, or the answer in its place."""
         refusal = self._guard.refusal(request.method.decode(), "", request.headers)
-        address = None if refusal else parse_address(request.path)
         if refusal:
-            _answer_json(connection, *refusal)
-        elif not self._token.is_in(request.headers):
-            connection.answer(*stranger_answer(request.headers))
-        elif request.path == b"/favicon.ico":  # for a utility whose page names no icon
-            connection.answer(200, MARK_HEADERS, MARK.read_bytes())
-        elif address is None:
-            _answer_json(connection, 404, "Not Found")
-        elif not address.path and not request.wants_websocket:
+            return _answer_json(*refusal)
+        if not self._token.is_in(request.headers):
+            return stranger_answer(request.headers)
+        if request.path == b"/favicon.ico":  # for a utility whose page names no icon
+            return 200, MARK_HEADERS, MARK.read_bytes()
+        address = parse_address(request.path)
+        if address is None:
+            return _answer_json(404, "Not Found")
+        if not address.path and not request.wants_websocket:
             # Utilities use relative links, which need the slash.
             location = address.prefix.encode() + b"/" + request.query
-            connection.answer(307, [(b"location", location)], b"")
-        else:
-            kind = WebSocketExchange if request.wants_websocket else Exchange
-            kind(self, connection, request, address).begin()
+            return 307, [(b"location", location)], b""
+        return Visit(request, address)
 
     async def _make_rounds(self) -> None:
         while True:
@@ -92,7 +104,6 @@ class ForwardServer:
         self.pool.drop_unused()
         self.cookies.save()
 
-
     async def _end_what_is_not_allowed(self) -> None:
         """Streams and WebSockets last; the user's right to them may not."""
         places = {each.place for each in self.connections if each.handler and each.place}
@@ -103,5 +114,5 @@ class ForwardServer:
                         connection.end()
 
 
-def _answer_json(connection: BrowserConnection, status: int, message: str) -> None:
-    connection.answer(status, JSON_HEADERS, json_text({"detail": message}).encode())
+def _answer_json(status: int, message: str) -> Answer:
+    return status, JSON_HEADERS, json_text({"detail": message}).encode()

@@ -5,11 +5,18 @@ import base64
 import binascii
 import hashlib
 
-from velmora_studio.forward_connection import BrowserConnection, head_of
+from velmora_studio.forward_connection import BrowserConnection
 from velmora_studio.forward_exchange import Exchange
 from velmora_studio.forward_headers import from_utility
-from velmora_studio.http_body import SWITCHING_PROTOCOLS
-from velmora_studio.http_head import AnswerHead, BadMessage, Request, lines_of, tokens_of
+from velmora_studio.http_answer import (
+    HIGHEST_STATUS,
+    LOWEST_STATUS,
+    SWITCHING_PROTOCOLS,
+    AnswerHead,
+    head_of,
+)
+from velmora_studio.http_fields import BadMessage, lines_of, tokens_of
+from velmora_studio.http_request import Request
 from velmora_studio.notice_page import Cause
 from velmora_studio.upstream import Upstream
 from velmora_studio.websocket_frames import Frames, close_frame
@@ -56,8 +63,8 @@ class WebSocketExchange(Exchange):
             self._refuse(head.status)
             return
         _check_acceptance(head, self._request)
-        cookies, port = self._forwarder.cookies, self._instance.port
-        headers = from_utility(head.headers, self._address, port, cookies)
+        self._forwarder.cookies.note(self._address.prefix, head.headers)
+        headers = from_utility(head.headers, self._address, self._instance.port)
         self._connection.write(head_of(head.status, head.reason, headers + SWITCH) + b"\r\n")
         upstream, self._upstream = self._upstream, None
         tunnel = WebSocketTunnel(self._connection, upstream)
@@ -67,7 +74,7 @@ class WebSocketExchange(Exchange):
 
     def _refuse(self, status: int) -> None:
         """Whoever opens WebSockets learns no more than the status."""
-        if not 200 <= status <= 599:
+        if not LOWEST_STATUS <= status <= HIGHEST_STATUS:
             raise BadMessage(502, "no proper answer")
         upstream, self._upstream = self._upstream, None
         upstream.abort()

@@ -3,21 +3,12 @@
 import re
 from typing import Protocol
 
-from velmora_studio.http_head import (
-    ANSWER_END,
-    CHUNKED,
-    LONGEST_ANSWER_HEAD,
-    UNTIL_END,
-    AnswerHead,
-    BadMessage,
-    parse_answer,
-)
+from velmora_studio.http_fields import CHUNKED, UNTIL_END, BadMessage
 
 LONGEST_LINE = 4096  # of a chunk's size
 LONGEST_TRAILERS = 65536  # bytes
 CHUNK_SIZE = re.compile(rb"([0-9A-Fa-f]{1,15})[ \t]*(?:;[\t\x20-\x7e\x80-\xff]*)?")
 LAST_CHUNK = b"0\r\n\r\n"
-SWITCHING_PROTOCOLS = 101
 
 
 class Body(Protocol):
@@ -106,45 +97,3 @@ def body_of(length: int) -> Body:
 
 def chunk(content: bytes) -> bytes:
     return b"%x\r\n%b\r\n" % (len(content), content)
-
-
-class AnswerReader:
-    """Reads the answer to one request."""
-
-    def __init__(self, method: bytes) -> None:
-        self.head: AnswerHead | None = None
-        self.done = False
-        self.rest = b""  # what came after the answer
-        self._method = method
-        self._body: Body = EndlessBody()
-        self._buffer = b""
-
-    def feed(self, data: bytes) -> bytes:
-        """Gives what is content. Fails with `BadMessage`."""
-        if self.head is None:
-            data = self._read_head(self._buffer + data)
-            if self.head is None:
-                return b""
-        content, self.rest = self._body.feed(data)
-        self.done = self._body.done
-        return content
-
-    def end(self) -> None:
-        """The connection has ended. Fails with `BadMessage` if the answer hasn't."""
-        if self.head is None or self.head.length != UNTIL_END:
-            raise BadMessage(502, "the answer broke off")
-        self.done = True
-
-    def _read_head(self, data: bytes) -> bytes:
-        """Gives what comes after it. What a utility says before its answer is left out."""
-        while end := ANSWER_END.search(data):
-            head = parse_answer(data[: end.start()], self._method)
-            data = data[end.end() :]
-            if head.status >= 200 or head.status == SWITCHING_PROTOCOLS:
-                self.head, self._buffer = head, b""
-                self._body = body_of(head.length)
-                return data
-        if len(data) > LONGEST_ANSWER_HEAD:
-            raise BadMessage(502, "the head is too long")
-        self._buffer = data
-        return b""

@@ -11,6 +11,7 @@ MAX_AGE = 1.0  # seconds, while requests come
 LONGEST_WAIT = 2.0  # seconds that a request waits for a listing
 
 Entry = dict[str, Any]
+Place = tuple[str, str | None]  # the names of a utility and, where there is one, its group
 
 
 @dataclass(frozen=True)
@@ -38,6 +39,7 @@ class InstanceTable:
     def __init__(self, list_now: Callable[[], Awaitable[list[Entry]]]) -> None:
         self._list_now = list_now  # gives what it lists to `take`
         self._instances: dict[str, Instance] = {}
+        self._by_place: dict[Place, Instance] = {}  # the same
         self._taken_at = float("-inf")
         self._listing: asyncio.Task | None = None
         self.changes = 0
@@ -46,16 +48,16 @@ class InstanceTable:
         """Makes a listing the table, unless something has changed since it was asked for."""
         if changes_before != self.changes:
             return
-        self._instances = {entry["server_id"]: Instance.of(entry) for entry in entries}
+        self._set({entry["server_id"]: Instance.of(entry) for entry in entries})
         self._taken_at = time.monotonic()
 
     def note_started(self, instance: Instance) -> None:
         self.changes += 1
-        self._instances[instance.server_id] = instance
+        self._set(self._instances | {instance.server_id: instance})
 
     def note_ended(self, server_id: str) -> None:
         self.changes += 1
-        self._instances.pop(server_id, None)
+        self._set({key: each for key, each in self._instances.items() if key != server_id})
 
     def get(self, server_id: str) -> Instance | None:
         return self._instances.get(server_id)
@@ -65,7 +67,7 @@ class InstanceTable:
 
     def find_now(self, utility_name: str, group_name: str | None) -> Instance | None:
         """What runs as far as is known. Begins a listing where one is due."""
-        found = self._find(utility_name, group_name)
+        found = self._by_place.get((utility_name, group_name))
         if time.monotonic() - self._taken_at > MAX_AGE:
             self._started_listing()
         return found
@@ -76,7 +78,7 @@ class InstanceTable:
         found = self.find_now(utility_name, group_name)
         if found is None and self._listing and not self._listing.done():
             await asyncio.wait({self._listing}, timeout=LONGEST_WAIT)
-            found = self._find(utility_name, group_name)
+            found = self._by_place.get((utility_name, group_name))
         return found
 
     def look_again(self) -> None:
@@ -90,12 +92,11 @@ class InstanceTable:
                 await asyncio.wait({self._listing})
             await asyncio.wait({self._started_listing()})
 
-    def _find(self, utility_name: str, group_name: str | None) -> Instance | None:
-        place = (utility_name, group_name)
-        for instance in self._instances.values():
-            if (instance.utility_name, instance.group_name) == place:
-                return instance
-        return None
+    def _set(self, instances: dict[str, Instance]) -> None:
+        self._instances = instances
+        self._by_place = {
+            (each.utility_name, each.group_name): each for each in reversed(instances.values())
+        }
 
     def _started_listing(self) -> asyncio.Task:
         if self._listing is None or self._listing.done():

@@ -138,14 +138,14 @@ class Pool:
             make = loop.create_connection(lambda: Upstream(self, place), "127.0.0.1", instance.port)
             _, upstream = await make
         upstream.since = time.monotonic()
-        self._places.setdefault(place, _Connections()).waiting.add(upstream)
+        self._connections_of(place).waiting.add(upstream)
         loop.call_later(HEARING_SECONDS, self._make_way, upstream)
         return upstream
 
     def give_back(self, upstream: Upstream) -> None:
         """To be kept, if it may be needed."""
         upstream.user, upstream.since = None, time.monotonic()
-        connections = self._places.setdefault(upstream.place, _Connections())
+        connections = self._connections_of(upstream.place)
         has_room = len(connections.kept) < MOST_KEPT and not connections.is_crowded(upstream.since)
         if upstream.transport.is_closing() or not has_room:
             upstream.abort()
@@ -171,6 +171,11 @@ class Pool:
 
     def close(self) -> None:
         self._end_kept(lambda upstream: True)
+
+    def _connections_of(self, place: Place) -> _Connections:
+        if place not in self._places:
+            self._places[place] = _Connections()
+        return self._places[place]
 
     def _make_way(self, waiting: Upstream) -> None:
         connections = self._places.get(waiting.place)

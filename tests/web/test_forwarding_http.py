@@ -284,11 +284,11 @@ def test_each_utility_gets_its_own_cookies(tmp_path):
     # What it has set for the whole host is first sent by itself; a cookie that was there is not.
     assert own("wide=1; foreign=1", referer=prefix + "/page") == "wide=1"
     assert own("wide=1", of=other, referer=other + "/") == ""
-    cookies.note(prefix, b"session=1; Path=/")
+    cookies.note(prefix, [(b"set-cookie", b"session=1; Path=/")])
     for n in range(99):
-        cookies.note(prefix, b"n%d=1" % n)
-        cookies.note(prefix, b"session=2")
-    cookies.note(prefix, b"last=1")
+        cookies.note(prefix, [(b"set-cookie", b"n%d=1" % n)])
+        cookies.note(prefix, [(b"set-cookie", b"session=2")])
+    cookies.note(prefix, [(b"set-cookie", b"last=1")])
     cookies.save()
     cookies = Cookies(file)  # of the next Studio
     given = "session=2; session=1; n0=1; n1=1; last=1; unknown=1; wide=1"

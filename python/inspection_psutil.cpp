@@ -8,8 +8,8 @@ namespace utility_manager::python {
 InspectionLayer inspection_layer() {
   try {
     Ref psutil = import_module("psutil");
-    const auto& processes = new_library_processes(Ref::borrow(psutil.get()));
-    return {.processes = processes, .name = std::move(psutil)};
+    return {.processes = new_library_processes(Ref::borrow(psutil.get())),
+            .name = std::move(psutil)};
   } catch (const host::HostFailure&) {
     return {.processes = platform::bare_processes(), .name = Ref::borrow(Py_None)};
   }

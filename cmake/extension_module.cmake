@@ -11,6 +11,7 @@ endif()
 find_package(Python 3.11 REQUIRED COMPONENTS Interpreter Development.Module)
 
 add_library(module_objects OBJECT ${module_sources})
+target_compile_options(module_objects PRIVATE ${strict_warnings})
 target_link_libraries(module_objects PUBLIC core Python::Module)
 
 foreach(source IN LISTS layer_sources)
@@ -25,5 +26,5 @@ foreach(source IN LISTS layer_sources)
   set_target_properties(module-${layer} PROPERTIES OUTPUT_NAME utility_manager
                                                    LIBRARY_OUTPUT_DIRECTORY ${directory}
                                                    DEFINE_SYMBOL "")
-  configure_file(python/utility_manager.pyi ${directory}/utility_manager.pyi COPYONLY)
+  configure_file(python/utility_manager-stubs/__init__.pyi ${directory}/utility_manager.pyi COPYONLY)
 endforeach()

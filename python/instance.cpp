@@ -11,7 +11,7 @@ namespace utility_manager::python {
 namespace {
 
 struct Instance {
-  PyObject_HEAD;
+  PyObject ob_base;
   std::shared_ptr<void> held;
   PyObject* attached;
   PyObject* weak_references;

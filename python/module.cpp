@@ -3,6 +3,7 @@
 #include "python/client_host.h"
 #include "python/inspection_layer.h"
 #include "utility_manager/host/services.h"
+#include "utility_manager/version.h"
 
 namespace utility_manager::python {
 namespace {
@@ -29,6 +30,7 @@ void set_name(PyObject* module, const char* name, const Ref& object) {
 Ref load_into(PyObject* module) {
   static Parts* parts = nullptr;  // with the interpreter lock held; kept for ever
   if (!parts) parts = new Parts;
+  set_name(module, "__version__", checked(PyUnicode_FromString(version())));
   set_name(module, "psutil", Ref::borrow(parts->layer.name.get()));
   for (const char* name : {"UtilityRegistration", "UtilityServerManager", "_build_mapped_url",
                            "_utility_subprocess_python_executable"}) {

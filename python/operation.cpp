@@ -71,7 +71,8 @@ Slots placed(const BoundOperation& bound, PyObject* const* objects, std::size_t 
   Slots slots{};
   std::copy_n(objects, count, slots.begin());
   for (Py_ssize_t index = 0; names && index < PyTuple_GET_SIZE(names); ++index) {
-    place_named(operation, PyTuple_GET_ITEM(names, index), objects[count + index], slots);
+    place_named(operation, PyTuple_GET_ITEM(names, index),
+                objects[count + static_cast<std::size_t>(index)], slots);
   }
   for (std::size_t index = 0; index < expected; ++index) {
     if (!slots[index]) slots[index] = bound.defaults[index].get();

@@ -28,7 +28,7 @@ inline Ref given(bool truth) {
 }
 template <std::integral Number>
 Ref given(Number number) {
-  return checked(PyLong_FromLongLong(number));
+  return checked(PyLong_FromLongLong(static_cast<long long>(number)));
 }
 inline Ref given(double number) {
   return checked(PyFloat_FromDouble(number));

@@ -12,7 +12,7 @@ import utility_manager as module
 def shown(owner):
     result = {}
     for name, thing in vars(owner).items():
-        if not name.startswith("__") or name in ("__init__", "__eq__"):
+        if not name.startswith("__") or name in ("__init__", "__eq__", "__version__"):
             static = isinstance(thing, staticmethod)
             function = thing.__func__ if static else thing
             is_function = inspect.isroutine(function)

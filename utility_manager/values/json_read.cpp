@@ -203,7 +203,7 @@ Value Reader::read_number() {
     if (!take('+')) take('-');
     skip_digits();
   }
-  const std::string_view number(first, at_ - first);
+  const std::string_view number(first, at_);
   return at_ == whole ? whole_number(number) : real_number(number);
 }
 

@@ -50,11 +50,13 @@ std::string map_code_points(std::string_view text, AppendMapped append_mapped) {
 }
 
 void append_upper(std::string& text, char32_t c) {
-  append_code_point(text, utf8proc_toupper(static_cast<utf8proc_int32_t>(c)));
+  append_code_point(text,
+                    static_cast<char32_t>(utf8proc_toupper(static_cast<utf8proc_int32_t>(c))));
 }
 
 void append_lower(std::string& text, char32_t c) {
-  append_code_point(text, utf8proc_tolower(static_cast<utf8proc_int32_t>(c)));
+  append_code_point(text,
+                    static_cast<char32_t>(utf8proc_tolower(static_cast<utf8proc_int32_t>(c))));
   if (c == 0x130) append_code_point(text, 0x307);  // the one that becomes two
 }
 
@@ -63,7 +65,9 @@ void append_folded(std::string& text, char32_t c) {
   int boundary_class = 0;
   const auto count = utf8proc_decompose_char(static_cast<utf8proc_int32_t>(c), folded.data(),
                                              folded.size(), UTF8PROC_CASEFOLD, &boundary_class);
-  for (utf8proc_ssize_t i = 0; i < count; ++i) append_code_point(text, folded[i]);
+  for (utf8proc_ssize_t i = 0; i < count; ++i) {
+    append_code_point(text, static_cast<char32_t>(folded[static_cast<std::size_t>(i)]));
+  }
 }
 
 }  // namespace

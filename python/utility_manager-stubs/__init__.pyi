@@ -410,6 +410,7 @@ class UtilityServerManager:
     @staticmethod
     def _utility_is_create_exp_entry(utility: Mapping[str, Any]) -> bool: ...
 
+__version__: str
 psutil: Any  # the process-inspection layer, None where there is none
 utility_manager: UtilityServerManager
 

@@ -1,0 +1,24 @@
+"""One file says the version; whatever tells it agrees."""
+
+import re
+
+from conftest import BUILD, ROOT, run
+
+VERSION = (ROOT / "version.txt").read_text().strip()
+
+
+def test_changelog_begins_with_it():
+    headings = re.findall(r"(?m)^## (\S+)", (ROOT / "CHANGELOG.md").read_text())
+    assert [name for name in headings if name != "Unreleased"][0] == VERSION
+
+
+def test_module_tells_it(tmp_path):
+    script = "import fake_client, utility_manager; print(utility_manager.__version__)"
+    places = {"PYTHONPATH": f"{BUILD / 'python'}:{ROOT / 'tests/python'}"}
+    environment = places | {"FAKE_CLIENT_DATA": str(tmp_path)}
+    assert run("/usr/bin/python3", "-c", script, env=environment) == f"{VERSION}\n"
+
+
+def test_installed_library_tells_it(prefix):
+    (description,) = prefix.rglob("utility_manager.pc")
+    assert f"\nVersion: {VERSION}\n" in description.read_text()

@@ -2,6 +2,7 @@
 #include "python/calls.h"
 #include "python/waits.h"
 #include "utility_manager/platform/stream.h"
+#include "utility_manager/supervision/monitor_thread.h"
 
 namespace utility_manager::python {
 namespace {

@@ -14,7 +14,6 @@
 namespace utility_manager::python {
 namespace {
 
-using values::Kind;
 using values::Place;
 using values::Value;
 

@@ -6,6 +6,7 @@
 #include "utility_manager/platform/failures.h"
 #include "utility_manager/platform/system.h"
 #include "utility_manager/start_error.h"
+#include "utility_manager/stderr_buffer.h"
 
 namespace utility_manager {
 namespace {

@@ -5,9 +5,10 @@
 #include <vector>
 
 #include "utility_manager/platform/process_handle.h"
-#include "utility_manager/stderr_buffer.h"
 
 namespace utility_manager {
+
+class StderrBuffer;
 
 /// A child that has survived the watch, and what it writes to its standard error.
 struct LaunchedProcess {

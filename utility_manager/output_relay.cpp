@@ -8,6 +8,7 @@
 
 #include "utility_manager/limits.h"
 #include "utility_manager/platform/line_writer.h"
+#include "utility_manager/stderr_buffer.h"
 #include "utility_manager/values/text.h"
 
 namespace utility_manager {

@@ -4,9 +4,10 @@
 #include <string>
 
 #include "utility_manager/platform/stream.h"
-#include "utility_manager/stderr_buffer.h"
 
 namespace utility_manager {
+
+class StderrBuffer;
 
 /// Starts a detached thread that relays the lines of `stream` to the client's standard output, each
 /// as "[" `prefix` "] " and the line, appends them to `buffer` unless that is null, and closes the

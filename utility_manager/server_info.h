@@ -7,10 +7,11 @@
 
 #include "utility_manager/platform/process.h"
 #include "utility_manager/platform/process_handle.h"
-#include "utility_manager/stderr_buffer.h"
 #include "utility_manager/values/value.h"
 
 namespace utility_manager {
+
+class StderrBuffer;
 
 /// The record of one running instance, the value of the server table. It doesn't change once it is
 /// in the table; snapshots share it. The presence of an optional member carries meaning: a record

@@ -1,9 +1,10 @@
+#include <algorithm>
+
 #include "utility_manager/addresses.h"
 #include "utility_manager/command_line.h"
 #include "utility_manager/start_plan.h"
 #include "utility_manager/utility_manager.h"
 #include "utility_manager/values/truthiness.h"
-
 namespace utility_manager {
 namespace {
 

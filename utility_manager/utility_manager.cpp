@@ -1,6 +1,7 @@
 #include "utility_manager/utility_manager.h"
 
 #include "utility_manager/persistence/state_directory.h"
+#include "utility_manager/supervision/monitor_thread.h"
 
 namespace utility_manager {
 

@@ -17,7 +17,6 @@
 #include "utility_manager/server_info.h"
 #include "utility_manager/server_table.h"
 #include "utility_manager/start_marker.h"
-#include "utility_manager/supervision/monitor_thread.h"
 #include "utility_manager/values/value.h"
 #include "utility_manager/views/running_entry.h"
 
@@ -78,6 +77,7 @@ namespace utility_manager {
 
 struct CatalogueView;
 class Listing;
+class MonitorThread;
 
 /// Keeps the books of what runs: starts utilities as child processes, watches and ends them. To be
 /// held by `std::shared_ptr`: the monitor thread keeps the manager alive.

@@ -3,6 +3,7 @@
 #include "tests/utility_manager/manager_fixture.h"
 #include "utility_manager/command_line.h"
 #include "utility_manager/platform/failures.h"
+#include "utility_manager/stderr_buffer.h"
 
 using namespace utility_manager;
 using Args = std::vector<std::string>;

@@ -9,6 +9,7 @@
 #include "tests/fakes/fake_client.h"
 #include "tests/fakes/fake_system.h"
 #include "tests/json.h"
+#include "utility_manager/supervision/monitor_thread.h"
 #include "utility_manager/utility_manager.h"
 
 using namespace utility_manager;

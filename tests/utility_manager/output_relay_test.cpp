@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include "tests/fakes/pipe_stream.h"
+#include "utility_manager/stderr_buffer.h"
 
 using namespace utility_manager;
 using utility_manager::start_relay;

@@ -1,5 +1,6 @@
 #include "utility_manager/platform/system.h"
 #include "utility_manager/supervision/instance.h"
+#include "utility_manager/supervision/monitor_thread.h"
 #include "utility_manager/utility_manager.h"
 
 namespace utility_manager {

@@ -1,4 +1,5 @@
 #include "utility_manager/platform/system.h"
+#include "utility_manager/stderr_buffer.h"
 #include "utility_manager/supervision/instance.h"
 #include "utility_manager/utility_manager.h"
 #include "utility_manager/values/text.h"

@@ -1,4 +1,5 @@
 #include "utility_manager/supervision/instance.h"
+#include "utility_manager/supervision/monitor_thread.h"
 #include "utility_manager/utility_manager.h"
 #include "utility_manager/values/truthiness.h"
 

@@ -5,6 +5,7 @@
 #include "tests/utility_manager/manager_fixture.h"
 #include "utility_manager/platform/failures.h"
 #include "utility_manager/platform/files.h"
+#include "utility_manager/stderr_buffer.h"
 
 using namespace utility_manager;
 

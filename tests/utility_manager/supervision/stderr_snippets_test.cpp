@@ -2,6 +2,7 @@
 
 #include "tests/fakes/pipe_stream.h"
 #include "tests/utility_manager/manager_fixture.h"
+#include "utility_manager/stderr_buffer.h"
 
 using namespace utility_manager;
 

@@ -38,39 +38,40 @@ GroupedEntries Listing::grouped_entries(const ServerTable::Records& instances) {
 }
 
 RunningEntry Listing::entry(const ServerTable::Record& instance) {
-  auto result = local_entry(instance);
-  result.url = url(
-      result, result.utility && values::truthy_at(result.utility->fields, "require_group_name"));
-  if (result.utility) result.icon = load_registered_icon(*result.utility, places_);
-  return result;
+  auto utility = utility_of(*instance);
+  const bool in_group = utility && values::truthy_at(utility->fields, "require_group_name");
+  return entry(instance, std::move(utility), in_group);
 }
 
 RunningEntry Listing::found_entry(const ServerTable::Record& instance) {
-  auto result = local_entry(instance);
-  result.url = url(result, instance->group_name.has_value());
-  if (result.utility) result.icon = load_registered_icon(*result.utility, places_);
-  return result;
+  return entry(instance, utility_of(*instance), instance->group_name.has_value());
 }
 
-RunningEntry Listing::local_entry(const ServerTable::Record& instance) {
-  RunningEntry result{.instance = instance, .utility = {}, .local_url = {}, .url = {}, .icon = {}};
-  if (instance->utility_name) result.utility = utility(*instance->utility_name);
-  result.local_url = local_address(instance->port);
-  return result;
+RunningEntry Listing::entry(const ServerTable::Record& instance, UtilityInfoPtr utility,
+                            bool in_group) {
+  const auto& address = studio_address();
+  auto icon = utility ? load_registered_icon(*utility, places_) : nullptr;
+  return {.instance = instance,
+          .utility = std::move(utility),
+          .studio_address = address,
+          .in_group = in_group,
+          .icon = std::move(icon)};
 }
 
-const UtilityInfoPtr& Listing::utility(const std::string& utility_name) {
-  const auto known = utilities_.find(utility_name);
+UtilityInfoPtr Listing::utility_of(const ServerInfo& instance) {
+  if (!instance.utility_name) return nullptr;
+  const auto known = utilities_.find(*instance.utility_name);
   if (known != utilities_.end()) return known->second;
-  return utilities_.emplace(utility_name, catalogue_.find(utility_name)).first->second;
+  return utilities_.emplace(*instance.utility_name, catalogue_.find(*instance.utility_name))
+      .first->second;
 }
 
-std::string Listing::url(const RunningEntry& entry, bool require_group_name) {
+const std::shared_ptr<const std::string>& Listing::studio_address() {
   if (!studio_address_) {
-    studio_address_ = gui_address_or_fallback(host::services().local->get_gui_addr());
+    studio_address_ = std::make_shared<const std::string>(
+        gui_address_or_fallback(host::services().local->get_gui_addr()));
   }
-  return mapped_url(*studio_address_, entry.instance->utility_name.value_or(""),
-                    entry.instance->group_name, require_group_name);
+  return studio_address_;
 }
 
 Value Listing::view_entry(const UtilityInfo& utility, const RunningEntry* running,
@@ -82,9 +83,9 @@ Value Listing::view_entry(const UtilityInfo& utility, const RunningEntry* runnin
   if (running) {
     fields["server_id"] = running->instance->server_id;
     fields["port"] = running->instance->port;
-    fields["local_url"] = running->local_url;
-    fields["url"] = running->url;
-    fields["full_url"] = running->url + values::text_form(route ? *route : absent::route());
+    fields["local_url"] = running->local_url();
+    fields["url"] = running->url();
+    fields["full_url"] = running->url() + values::text_form(route ? *route : absent::route());
     if (group_name) fields["group_name"] = *group_name;
   }
   return with_icon(shown, places_);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <unordered_map>
@@ -39,16 +40,14 @@ class Listing {
 
  private:
   RunningEntry entry(const ServerTable::Record& instance);
-
-  /// The entry without its address through the Studio.
-  RunningEntry local_entry(const ServerTable::Record& instance);
-  const UtilityInfoPtr& utility(const std::string& utility_name);
-  std::string url(const RunningEntry& entry, bool require_group_name);
+  RunningEntry entry(const ServerTable::Record& instance, UtilityInfoPtr utility, bool in_group);
+  UtilityInfoPtr utility_of(const ServerInfo& instance);
+  const std::shared_ptr<const std::string>& studio_address();
   bool administrates(const std::string& group_name);
 
   Catalogue& catalogue_;
   PluginPlaces places_;
-  std::optional<std::string> studio_address_;
+  std::shared_ptr<const std::string> studio_address_;  ///< null before it is asked for
   std::optional<values::Value> permissions_;
   std::unordered_map<std::string, UtilityInfoPtr> utilities_;  ///< by name; null: not registered
   std::map<std::string, bool> group_decisions_;

@@ -1,5 +1,6 @@
 #include "utility_manager/views/running_entry.h"
 
+#include "utility_manager/addresses.h"
 #include "utility_manager/registration/registration.h"
 #include "utility_manager/values/members.h"
 #include "utility_manager/values/text_form.h"
@@ -15,12 +16,21 @@ const Value& RunningEntry::registered(std::string_view key, const Value& absent)
   return value ? *value : absent;
 }
 
+std::string RunningEntry::local_url() const {
+  return local_address(instance->port);
+}
+
+std::string RunningEntry::url() const {
+  return mapped_url(*studio_address, instance->utility_name.value_or(""), instance->group_name,
+                    in_group);
+}
+
 const Value& RunningEntry::default_route() const {
   return registered("default_route", absent::route());
 }
 
 std::string RunningEntry::full_url() const {
-  return url + values::text_form(default_route());
+  return url() + values::text_form(default_route());
 }
 
 std::string RunningEntry::display_location() const {

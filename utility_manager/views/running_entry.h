@@ -13,13 +13,19 @@
 
 namespace utility_manager {
 
-/// A running instance with what the interface is shown of it. Shares all that doesn't change.
+/// A running instance with what the interface is shown of it. Shares all that doesn't change, and
+/// makes the addresses when they are asked for.
 struct RunningEntry {
   std::shared_ptr<const ServerInfo> instance;
-  UtilityInfoPtr utility;  ///< null when nobody registers it
-  std::string local_url;
-  std::string url;  ///< through the Studio's web application
-  DataUri icon;     ///< null where none could be loaded
+  UtilityInfoPtr utility;                             ///< null when nobody registers it
+  std::shared_ptr<const std::string> studio_address;  ///< of the Studio's web application
+  bool in_group = false;                              ///< its address there names its group
+  DataUri icon;                                       ///< null where none could be loaded
+
+  std::string local_url() const;
+
+  /// Through the Studio's web application.
+  std::string url() const;
 
   /// The value under `key` of the registration, `absent` without it; an empty one stays empty.
   const values::Value& registered(std::string_view key, const values::Value& absent) const;
@@ -92,8 +98,8 @@ void for_each_member(const RunningEntry& entry, Shown shown, Member&& member) {
   }
   member("port", instance.port);
   if (!found) member("pid", instance.pid);
-  text("local_url", entry.local_url);
-  text("url", entry.url);
+  text("local_url", entry.local_url());
+  text("url", entry.url());
   if (grouped) text("full_url", entry.full_url());
   member("default_route", entry.default_route());
   if (grouped) text("display_location", entry.display_location());

@@ -28,7 +28,7 @@ TEST_F(RunningLookUp, MatchesNameAndGroupExactly) {
     const auto record = manager->_find_running_utility(name, group);
     ASSERT_TRUE(record);
     EXPECT_EQ(record->instance->server_id, found);
-    EXPECT_EQ(record->url, "http://127.0.0.1:7000" + std::string(path));
+    EXPECT_EQ(record->url(), "http://127.0.0.1:7000" + std::string(path));
   }
   for (const auto& [name, group] : std::map<std::string, std::optional<std::string>>{
            {"demo", "g2"}, {"demo ", {}}, {"Demo", "g1"}, {"other", {}}, {"none", {}}, {"", {}}}) {

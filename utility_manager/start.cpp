@@ -5,6 +5,7 @@
 #include "utility_manager/start_plan.h"
 #include "utility_manager/utility_manager.h"
 #include "utility_manager/values/truthiness.h"
+
 namespace utility_manager {
 namespace {
 

@@ -9,7 +9,7 @@ from fastapi.responses import Response
 from pydantic import BaseModel, StrictStr
 
 from velmora_studio.details import describe_utility
-from velmora_studio.last_words import LONGEST_TEXT
+from velmora_studio.last_words import LONGEST_TEXT, end_of_lines
 from velmora_studio.operations import Operations
 from velmora_studio.permissions import Permissions
 from velmora_studio.plugin_report import describe_plugins
@@ -60,9 +60,7 @@ class LookRoutes:
     async def details(self, utility_name: str, group_name: str = "") -> Any:
         await self._permissions.check(utility_name, group_name or None)
         instance = self._operations.table.find_now(utility_name, group_name or None)
-        # Its configuration is asked of the manager, which may be busy with a stop.
-        look = self._operations.look
-        return await look(describe_utility, self._operations, utility_name, instance)
+        return await asyncio.to_thread(describe_utility, self._operations, utility_name, instance)
 
     async def stderr(self, server_id: str, max_chars: int = Query(800, ge=1)) -> Any:
         end = self._operations.last_words.end_of(server_id)
@@ -71,11 +69,16 @@ class LookRoutes:
             return {"running": False, "text": end.text[-max_chars:]}
         if await self._permissions.instance(server_id) is None:
             return {"running": False, "text": ""}
-        running = self._operations.manager.is_utility_server_running
-        snippet = self._operations.manager.get_utility_stderr_snippet
-        return await self._operations.look(
-            lambda: {"running": running(server_id), "text": snippet(server_id, max_chars)}
-        )
+        return await asyncio.to_thread(self._output_now, server_id, max_chars)
+
+    def _output_now(self, server_id: str, max_chars: int) -> dict[str, Any]:
+        """From what the manager publishes, which it does during a stop, too."""
+        info = self._operations.manager.servers.get(server_id)
+        if info is None:
+            return {"running": False, "text": ""}
+        process = info["process"]
+        running = process is None or process.poll() is None
+        return {"running": running, "text": end_of_lines(info.get("stderr_buffer", ()), max_chars)}
 
     async def lines(self, utility_name: str, group_name: str = "", known: str = "") -> Any:
         """What the utility last wrote: its instance, else the last one that ended by itself. The

@@ -81,6 +81,10 @@ def test_a_long_stop_holds_nothing_else_up(studio):
             studio.post("studio/user", user="admin")
         assert studio.post("studio/language", language="en")["language"] == "en"
         assert studio.pages.get("/utility/quick_2/").status_code == 200
+        told = studio.get("utility/details", utility_name="quick_2")["instance"]
+        assert told["pid"] == pid and "raw.py" in told["command_line"]
+        output = studio.get("utility/stderr", server_id=told["server_id"])
+        assert output["running"] and studio.get("utility/lines", utility_name="quick_2")["running"]
         os.kill(pid, signal.SIGKILL)
         state = next(state for state in states if failure_of(state, "quick_2"))
         assert failure_of(state, "quick_2")["signal"] == "SIGKILL"

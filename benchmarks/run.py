@@ -18,7 +18,7 @@ import picture
 from rows import Row, table
 
 HERE = Path(__file__).resolve().parent
-TOPICS = ("relay", "listings", "stop", "core", "ports", "idle", "build")
+TOPICS = ("relay", "listings", "stop", "core", "ports", "idle", "studio", "build")
 
 
 def run_topic(name: str, build: Path) -> list[Row]:

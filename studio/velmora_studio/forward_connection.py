@@ -11,7 +11,7 @@ from velmora_studio.http_body import Body, body_of
 from velmora_studio.http_fields import BadMessage
 from velmora_studio.http_request import LONGEST_HEAD, Request, parse_request
 from velmora_studio.instances import Place
-from velmora_studio.paced_reading import PacedReading
+from velmora_studio.paced_reading import LARGE, PacedReading
 
 LONGEST_WAITING = 65536  # bytes that wait for their turn
 LINGER_SECONDS = 2.0  # to send the rest of a request that is answered already
@@ -103,7 +103,8 @@ class BrowserConnection(asyncio.Protocol):
             handler.abandon()
 
     def data_received(self, data: bytes) -> None:
-        self._reading.took(len(data))
+        if len(data) >= LARGE:
+            self._reading.took_much()
         if self._tunnel:
             self._tunnel.from_browser(data)
             return

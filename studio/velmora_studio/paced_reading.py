@@ -16,11 +16,13 @@ class PacedReading:
         self._is_paused = self._has_turn_off = self._is_stopped = False
 
     def pause(self, pause: bool) -> None:
-        self._is_paused = pause
-        self._apply()
+        if pause != self._is_paused:
+            self._is_paused = pause
+            self._apply()
 
-    def took(self, size: int) -> None:
-        if size >= LARGE and not self._has_turn_off:
+    def took_much(self) -> None:
+        """A large piece has come."""
+        if not self._has_turn_off:
             self._has_turn_off = True
             self._apply()
             self._loop.call_soon(self._take_turn)

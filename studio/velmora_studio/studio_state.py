@@ -3,8 +3,7 @@
 import os
 from typing import Any
 
-from velmora_client.com.device import get_groups
-from velmora_client.com.user import get_current_user, get_users, read_organization_file
+from velmora_client.com.user import current_user_of, read_organization_file
 from velmora_client.utils.local import get_default_language, get_gui_addr
 
 from velmora_studio.access import Access
@@ -18,10 +17,11 @@ LONGEST_DIGEST = 1000  # characters of a failure that every page is told
 def describe_studio(operations: Operations) -> dict[str, Any]:
     """Fails with `OSError`, `ValueError` or `LookupError` on a file that makes no sense."""
     forward_origin = _forward_origin()
+    content = read_organization_file()  # once: beside a busy loop each touch of a file takes long
     return {
-        "user": get_current_user()["user_name"],
-        "users": [_describe_user(user) for user in get_users()],
-        "groups": _describe_groups(),
+        "user": current_user_of(content)["user_name"],
+        "users": [_describe_user(user) for user in content.get("users", [])],
+        "groups": _describe_groups(content),
         "language": get_default_language(),
         "gui": operations.own_origin or forward_origin,
         "forward_origin": forward_origin,
@@ -144,11 +144,10 @@ def _describe_user(user: dict[str, Any]) -> dict[str, str]:
     }
 
 
-def _describe_groups() -> list[dict[str, Any]]:
+def _describe_groups(content: dict[str, Any]) -> list[dict[str, Any]]:
     """Each with its own title and that of its organisation, in both languages."""
     organizations = {
-        each.get("organization_id"): each
-        for each in read_organization_file().get("organizations", [])
+        each.get("organization_id"): each for each in content.get("organizations", [])
     }
 
     def describe(group: dict[str, Any]) -> dict[str, Any]:
@@ -161,4 +160,4 @@ def _describe_groups() -> list[dict[str, Any]]:
             "en_organization": owner.get("en_title"),
         }
 
-    return [describe(group) for group in get_groups()]
+    return [describe(group) for group in content.get("groups", [])]

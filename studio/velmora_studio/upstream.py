@@ -8,7 +8,7 @@ from dataclasses import dataclass, field
 from typing import Any, Protocol
 
 from velmora_studio.instances import Instance
-from velmora_studio.paced_reading import PacedReading
+from velmora_studio.paced_reading import LARGE, PacedReading
 
 CONNECT_SECONDS = 10.0  # a full backlog answers neither yes nor no
 KEPT_SECONDS = 2.0
@@ -70,7 +70,8 @@ class Upstream(asyncio.Protocol):
         if self.is_fresh:
             self.is_fresh = False
             self._pool.drop(self)
-        self._reading.took(len(data))
+        if len(data) >= LARGE:
+            self._reading.took_much()
         if self.user:
             self.user.received(data)
         else:

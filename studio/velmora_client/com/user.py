@@ -31,7 +31,11 @@ def get_users() -> list[dict[str, Any]]:
 
 def get_current_user() -> dict[str, Any]:
     """The chosen user; before a choice the one that the file names. Fails with `LookupError`."""
-    content = read_organization_file()
+    return current_user_of(read_organization_file())
+
+
+def current_user_of(content: dict[str, Any]) -> dict[str, Any]:
+    """The same from the content of the file."""
     name = _chosen_user or content.get("current_user")
     for user in content.get("users", []):
         if user.get("user_name") == name:

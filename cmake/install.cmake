@@ -19,13 +19,16 @@ set(public_headers
     launch.h
     limits.h
     lock.h
+    platform/descriptor.h
     platform/process.h
     platform/process_handle.h
     platform/stream.h
+    platform/temporary_file.h
     port_pool.h
     published.h
     server_info.h
     server_table.h
+    spool.h
     start_marker.h
     stderr_buffer.h
     supervision/monitor_thread.h

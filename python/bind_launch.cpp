@@ -80,9 +80,9 @@ using Lines = std::vector<std::optional<std::string>>;
 
 std::string format_utility_start_error(const std::string& base_msg,
                                        const std::optional<Lines>& stderr_buffer) {
-  std::vector<std::string> lines;
-  for (const auto& line : stderr_buffer.value_or(Lines())) lines.push_back(line.value_or(""));
-  return start_error_digest(base_msg, lines);
+  StartErrorDigest digest;
+  for (const auto& line : stderr_buffer.value_or(Lines())) digest.add(line.value_or(""));
+  return digest.text(base_msg);
 }
 
 }  // namespace

@@ -1,38 +1,10 @@
 #include <algorithm>
-#include <limits>
-#include <mutex>
 
 #include "python/bind.h"
 #include "python/calls.h"
 #include "utility_manager/stderr_buffer.h"
 
 namespace utility_manager::python {
-
-/// Gives the lines of a buffer one by one. It reads a little ahead, and goes on when lines have
-/// come since it was at the end. Any thread may ask.
-class LineReader {
- public:
-  explicit LineReader(std::shared_ptr<StderrBuffer> buffer) : buffer_(std::move(buffer)) {}
-
-  std::optional<std::string> next() {
-    const std::lock_guard held(mutex_);
-    if (place_ == ahead_.size()) {
-      constexpr std::size_t enough = 64 * 1024;
-      ahead_ = buffer_->lines(line_, enough, enough);
-      line_ += ahead_.size();
-      place_ = 0;
-      if (ahead_.empty()) return std::nullopt;
-    }
-    return std::move(ahead_[place_++]);
-  }
-
- private:
-  const std::shared_ptr<StderrBuffer> buffer_;
-  std::mutex mutex_;
-  std::vector<std::string> ahead_;
-  std::size_t place_ = 0;  ///< of the next line among those
-  std::size_t line_ = 0;   ///< the number of the first line behind those
-};
 
 namespace {
 
@@ -98,7 +70,7 @@ Ref given(const Selected& selected) {
   return python::given(selected.lines.front());
 }
 
-std::shared_ptr<LineReader> iterator(StderrBuffer& self) {
+std::shared_ptr<LineReader> iterator(const StderrBuffer& self) {
   return std::make_shared<LineReader>(self.shared_from_this());
 }
 

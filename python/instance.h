@@ -10,6 +10,7 @@
 
 namespace utility_manager {
 class UtilityServerManager;
+class LineReader;
 class MonitorThread;
 class StderrBuffer;
 struct UtilityRegistration;
@@ -22,8 +23,6 @@ class Stream;
 /// The objects of the surface's classes. Each holds a `std::shared_ptr`, and while it lives the
 /// same pointer gives the same object. All of it needs the interpreter lock.
 namespace utility_manager::python {
-
-class LineReader;
 
 /// The types that have a class in Python.
 template <typename Type>

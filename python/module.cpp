@@ -3,6 +3,7 @@
 #include "python/client_host.h"
 #include "python/inspection_layer.h"
 #include "utility_manager/host/services.h"
+#include "utility_manager/platform/line_writer.h"
 #include "utility_manager/version.h"
 
 namespace utility_manager::python {
@@ -14,6 +15,8 @@ struct Parts {
   InspectionLayer layer = inspection_layer();
 
   Parts() {
+    const PyObject* const output = PySys_GetObject("__stdout__");
+    if (!output || output == Py_None) platform::give_up_output();
     close_gate_at_exit();
     bind_handles();
     bind_stderr_buffer();

@@ -54,10 +54,12 @@ void watch(const LaunchedProcess& child) {
   const auto code = child.process->poll();
   if (!code) return;
   child.stderr_buffer->wait_for_lines(limits::stderr_grace, limits::stderr_settle);
+  StartErrorDigest digest;
+  LineReader lines(child.stderr_buffer);
+  while (const auto line = lines.next()) digest.add(*line);
   const auto reason = "Process exited with code " + std::to_string(*code);
-  auto lines = child.stderr_buffer->lines();
-  if (lines.empty()) lines.push_back(reason);
-  throw RuntimeError(start_error_digest(reason, lines));
+  if (child.stderr_buffer->size() == 0) digest.add(reason);
+  throw RuntimeError(digest.text(reason));
 }
 
 }  // namespace

@@ -22,7 +22,12 @@ inline constexpr double stderr_grace = 2.0;
 inline constexpr double stderr_settle = 0.5;
 inline constexpr std::size_t digest_tail_lines = 4;
 inline constexpr std::size_t digest_tail_characters = 600;
+
+// Output. A line beyond the longest is relayed as it stands. Of a child's standard error this much
+// stays in memory, and what is older in a temporary file.
 inline constexpr std::size_t relay_chunk_bytes = 64 * 1024;
+inline constexpr std::size_t longest_line_bytes = 64 * 1024 * 1024;
+inline constexpr std::size_t spool_bytes = 256 * 1024;
 
 // Stop: a polite request, then the tree kill, then the platform's own means.
 inline constexpr double terminate_wait = 5.0;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 #include <string_view>
 #include <thread>
 #include <utility>
@@ -23,31 +24,36 @@ class TextBlock {
 
   /// At least `wanted` bytes behind the text; what is written there becomes part of it by `extend`.
   char* room(std::size_t wanted) {
-    if (capacity_ - size_ < wanted) {
-      reallocate(std::max(size_ + wanted, 2 * capacity_), bytes_.get());
-    }
+    if (capacity_ - size_ < wanted) grow(std::max(size_ + wanted, 2 * capacity_));
     return bytes_.get() + size_;
   }
   void extend(std::size_t count) { size_ += count; }
+  void remove_end(std::size_t count) { size_ -= count; }
 
   /// Gives unusually much memory back once little text is left.
   void remove_start(std::size_t count) {
-    constexpr std::size_t usual = limits::relay_chunk_bytes;
     size_ -= count;
     const char* const rest = bytes_.get() + count;
     if (capacity_ > 4 * usual && size_ <= usual) {
-      reallocate(usual, rest);
-    } else if (size_ > 0) {
-      std::memmove(bytes_.get(), rest, size_);
+      auto bytes = std::unique_ptr<char[]>(new (std::nothrow) char[usual]);
+      if (bytes) {
+        std::copy_n(rest, size_, bytes.get());
+        bytes_ = std::move(bytes);
+        capacity_ = usual;
+        return;
+      }
     }
+    if (size_ > 0) std::memmove(bytes_.get(), rest, size_);
   }
 
   void clear() { remove_start(size_); }
 
  private:
-  void reallocate(std::size_t capacity, const char* text) {
+  static constexpr std::size_t usual = limits::relay_chunk_bytes;
+
+  void grow(std::size_t capacity) {
     auto bytes = std::make_unique_for_overwrite<char[]>(capacity);
-    if (size_ != 0) std::memcpy(bytes.get(), text, size_);
+    std::copy_n(bytes_.get(), size_, bytes.get());
     bytes_ = std::move(bytes);
     capacity_ = capacity;
   }
@@ -57,24 +63,54 @@ class TextBlock {
   std::size_t size_ = 0;
 };
 
+/// How many bytes the start of a UTF-8 sequence has that ends a text before its own end.
+std::size_t started_at_end(std::string_view text) {
+  for (std::size_t count = 1; count <= std::min<std::size_t>(3, text.size()); ++count) {
+    const auto byte = static_cast<unsigned char>(text[text.size() - count]);
+    if (byte < 0x80) return 0;
+    if (byte < 0xc0) continue;
+    const std::size_t length = byte < 0xe0 ? 2 : byte < 0xf0 ? 3 : 4;
+    return length > count ? count : 0;
+  }
+  return 0;
+}
+
 class OutputRelay {
  public:
+  /// Has room for a first chunk, which it never gives back.
   OutputRelay(std::shared_ptr<platform::Stream> stream, const std::string& prefix,
               std::shared_ptr<StderrBuffer> buffer)
-      : stream_(std::move(stream)), lead_("[" + prefix + "] "), buffer_(std::move(buffer)) {}
+      : stream_(std::move(stream)), lead_("[" + prefix + "] "), buffer_(std::move(buffer)) {
+    in_.room(limits::relay_chunk_bytes);
+  }
 
   void run() {
-    platform::block_broken_pipe_signal();
-    while (const auto count = read_chunk()) take_new(count);
-    if (!in_.empty()) {
-      *in_.room(1) = '\n';
-      take_new(1);
+    platform::block_write_signals();
+    while (relay_some()) {
     }
     stream_->close();
     if (buffer_) buffer_->end();
   }
 
  private:
+  /// False after the end of the stream. No memory costs what was read and not relayed yet.
+  bool relay_some() {
+    try {
+      const auto count = read_chunk();
+      if (count > 0) {
+        take_new(count);
+      } else if (!in_.empty()) {
+        *in_.room(1) = '\n';
+        take_new(1);
+      }
+      return count > 0;
+    } catch (const std::bad_alloc&) {
+      in_.clear();
+      out_.clear();
+      return true;
+    }
+  }
+
   /// Reads behind the start of a line that is there already; gives 0 at the end of the stream.
   std::size_t read_chunk() {
     const auto wanted = limits::relay_chunk_bytes - in_.size() % limits::relay_chunk_bytes;
@@ -85,10 +121,26 @@ class OutputRelay {
   void take_new(std::size_t count) {
     in_.extend(count);
     const auto end = in_.text().substr(in_.size() - count).rfind('\n');
-    if (end == std::string_view::npos) return;
+    if (end == std::string_view::npos) {
+      if (in_.size() > limits::longest_line_bytes) take_as_it_stands();
+      return;
+    }
     const auto lines = in_.text().substr(0, in_.size() - count + end + 1);
     take_lines(lines);
     in_.remove_start(lines.size());
+  }
+
+  /// The start of a line, but for a character of which not all has come, as if it ended here.
+  void take_as_it_stands() {
+    const auto whole = in_.size() - started_at_end(in_.text());
+    const std::string rest(in_.text().substr(whole));
+    in_.remove_end(rest.size());
+    *in_.room(1) = '\n';
+    in_.extend(1);
+    take_lines(in_.text());
+    in_.clear();
+    std::ranges::copy(rest, in_.room(rest.size()));
+    in_.extend(rest.size());
   }
 
   /// Whole lines, each with its line end. The relay comes first, the buffer second.
@@ -100,7 +152,7 @@ class OutputRelay {
     }
     const bool unchanged = add_lead(lines);
     if (out_.empty()) return;
-    if (writable_) writable_ = platform::write_lines(out_.text());
+    platform::write_lines(out_.text());
     if (buffer_) buffer_->append(unchanged ? lines : without_lead(out_.text()));
     out_.clear();
   }
@@ -142,7 +194,6 @@ class OutputRelay {
   const std::shared_ptr<StderrBuffer> buffer_;
   TextBlock in_;   ///< what was read and isn't relayed yet: the start of a line
   TextBlock out_;  ///< lines with their leads
-  bool writable_ = true;
 };
 
 }  // namespace

@@ -14,8 +14,10 @@ class StderrBuffer;
 /// stream at its end. A null stream has ended.
 ///
 /// A line ends at a line feed; bytes that are no UTF-8 are dropped, white space at its end is
-/// stripped, and a line with nothing left is skipped. When the output takes nothing any more the
-/// stream is still drained. Fails with `std::system_error` when no thread can be had.
+/// stripped, and a line with nothing left is skipped. One beyond `limits::longest_line_bytes` is
+/// relayed as it stands. What the output doesn't take is lost there, and so is a chunk for which
+/// there is no memory; what follows is relayed again. Fails with `std::system_error` when no thread
+/// can be had.
 void start_relay(std::shared_ptr<platform::Stream> stream, const std::string& prefix,
                  std::shared_ptr<StderrBuffer> buffer);
 

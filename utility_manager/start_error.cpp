@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <string_view>
 
 #include "utility_manager/limits.h"
 #include "utility_manager/values/text.h"
@@ -18,35 +17,24 @@ bool names_an_error(std::string_view line) {
                      [&](auto key) { return line.find(key) != line.npos; });
 }
 
-std::vector<std::string_view> non_blank(const std::vector<std::string>& lines) {
-  std::vector<std::string_view> result;
-  for (const auto& line : lines) {
-    const auto stripped = values::strip(line);
-    if (!stripped.empty()) result.push_back(stripped);
-  }
-  return result;
-}
-
-std::string tail_of(const std::vector<std::string_view>& lines) {
-  const auto count = std::min(lines.size(), limits::digest_tail_lines);
-  std::string tail;
-  for (auto line = lines.end() - static_cast<std::ptrdiff_t>(count); line != lines.end(); ++line) {
-    if (!tail.empty()) tail += '\n';
-    tail += *line;
-  }
-  return std::string(values::last_code_points(tail, limits::digest_tail_characters));
-}
-
 }  // namespace
 
-std::string start_error_digest(const std::string& base_msg,
-                               const std::vector<std::string>& stderr_lines) {
+void StartErrorDigest::add(std::string_view line) {
+  line = values::strip(line);
+  if (line.empty()) return;
+  if (names_an_error(line)) telling_ = line;
+  tail_.emplace_back(line);
+  if (tail_.size() > limits::digest_tail_lines) tail_.pop_front();
+}
+
+std::string StartErrorDigest::text(const std::string& base_msg) const {
   const std::string headline = "Utility 启动失败:";
-  const auto lines = non_blank(stderr_lines);
-  if (lines.empty()) return headline + " " + base_msg;
-  const auto telling = std::find_if(lines.rbegin(), lines.rend(), names_an_error);
-  if (telling != lines.rend()) return headline + " " + std::string(*telling);
-  return headline + "\n" + tail_of(lines);
+  if (tail_.empty()) return headline + " " + base_msg;
+  if (!telling_.empty()) return headline + " " + telling_;
+  std::string tail;
+  for (const auto& line : tail_) tail += (tail.empty() ? "" : "\n") + line;
+  return headline + "\n" +
+         std::string(values::last_code_points(tail, limits::digest_tail_characters));
 }
 
 }  // namespace utility_manager

@@ -1,12 +1,22 @@
 #pragma once
 
+#include <deque>
 #include <string>
-#include <vector>
+#include <string_view>
 
 namespace utility_manager {
 
-/// Turns what a dead child wrote to its standard error into one readable message: the last line
-/// that names an error, else the last lines, else `base_msg`.
-std::string start_error_digest(const std::string& base_msg, const std::vector<std::string>& lines);
+/// Turns what a dead child wrote to its standard error into one readable message.
+class StartErrorDigest {
+ public:
+  void add(std::string_view line);
+
+  /// The last line that names an error, else the last lines, else `base_msg`.
+  std::string text(const std::string& base_msg) const;
+
+ private:
+  std::string telling_;  ///< empty for none
+  std::deque<std::string> tail_;
+};
 
 }  // namespace utility_manager

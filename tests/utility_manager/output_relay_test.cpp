@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include "tests/fakes/pipe_stream.h"
+#include "utility_manager/limits.h"
 #include "utility_manager/stderr_buffer.h"
 
 using namespace utility_manager;
@@ -81,8 +82,9 @@ TEST(OutputRelay, AStreamThatIsNotBufferedAndOneThatIsNotThere) {
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "[UTILITY-STDOUT] line\n");
 }
 
-TEST(OutputRelay, GoesOnDrainingWhenTheOutputTakesNothing) {
+TEST(OutputRelay, GoesOnWhenTheOutputTookNothingForAWhile) {
   auto broken = platform::make_pipe();
+  auto sound = platform::make_pipe();
   broken.read_end.close();
   const platform::Descriptor original(::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3));
   ::dup2(broken.write_end.number(), STDOUT_FILENO);
@@ -92,22 +94,29 @@ TEST(OutputRelay, GoesOnDrainingWhenTheOutputTakesNothing) {
   std::string bytes;
   for (int i = 0; i < 100'000; ++i) bytes += "a line\n";
   source.write(bytes);
+  while (buffer->size() < 100'000) std::this_thread::yield();
+  ::dup2(sound.write_end.number(), STDOUT_FILENO);
+  source.write("heard\n");
   source.end();
   buffer->wait_for_lines(patience, patience);
   ::dup2(original.number(), STDOUT_FILENO);
-  EXPECT_EQ(buffer->lines(), Lines(100'000, "a line"));
+  sound.write_end.close();
+  platform::Stream output(sound.read_end.release());
+  EXPECT_EQ(output.read_rest(1000, patience), "[UTILITY-STDERR] heard\n");
+  EXPECT_EQ(buffer->size(), 100'001u);
+  EXPECT_EQ(buffer->lines(99'999), Lines({"a line", "heard"}));
 }
 
-TEST(StderrBuffer, IsWaitedForToItsEndOnceItHasBegun) {
-  StderrBuffer buffer;
-  buffer.append("a line\n");
-  buffer.wait_for_lines(patience, 0);
-  EXPECT_EQ(buffer.lines(), Lines({"a line"}));
-  std::thread reader([&] {
-    for (int i = 1; i < 100'000; ++i) buffer.append("a line\n");
-    buffer.end();
-  });
-  buffer.wait_for_lines(patience, patience);
-  EXPECT_EQ(buffer.lines().size(), 100'000u);
-  reader.join();
+TEST(OutputRelay, ALineWithoutEndIsRelayedAsItStands) {
+  std::string line = "x";
+  while (line.size() < limits::longest_line_bytes + 200'000) line += "错";
+  const auto buffer = std::make_shared<StderrBuffer>();
+  const auto output = relay(line + "\nshort\n", buffer);
+  const auto lines = buffer->lines();
+  ASSERT_EQ(lines.size(), 3u);
+  EXPECT_EQ(lines[0] + lines[1], line);
+  EXPECT_GE(lines[0].size(), limits::longest_line_bytes - 3);
+  EXPECT_EQ(lines[2], "short");
+  EXPECT_EQ(output.size(), line.size() + sizeof "[UTILITY-STDERR] \n[UTILITY-STDERR] \n" - 1 +
+                               sizeof "[UTILITY-STDERR] short\n" - 1);
 }

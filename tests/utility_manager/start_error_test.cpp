@@ -27,6 +27,8 @@ TEST(StartError, TheLastTellingLineElseTheTail) {
       {{umlauts}, "\n" + umlauts.substr(0, 1200)},
   };
   for (const auto& [lines, message] : cases) {
-    EXPECT_EQ(start_error_digest("died", lines), "Utility 启动失败:" + message);
+    StartErrorDigest digest;
+    for (const auto& line : lines) digest.add(line);
+    EXPECT_EQ(digest.text("died"), "Utility 启动失败:" + message);
   }
 }

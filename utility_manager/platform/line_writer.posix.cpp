@@ -15,9 +15,15 @@
 namespace utility_manager::platform {
 namespace {
 
-std::mutex& output_mutex() {
-  static std::mutex* const mutex = new std::mutex;  // readers outlive static destruction
-  return *mutex;
+struct Output {
+  std::mutex mutex;
+  bool given_up = false;
+  bool within_line = false;  ///< a write has failed in the middle of a line
+};
+
+Output& output() {
+  static Output* const output = new Output;  // readers outlive static destruction
+  return *output;
 }
 
 /// As many whole lines as fit into PIPE_BUF bytes, at least one.
@@ -28,10 +34,11 @@ std::string_view first_piece(std::string_view lines) {
   return lines.substr(0, end == lines.npos ? end : end + 1);
 }
 
-bool write_whole(std::string_view piece) {
+bool write_whole(std::string_view piece, bool& within_line) {
   while (!piece.empty()) {
     const ssize_t count = ::write(STDOUT_FILENO, piece.data(), piece.size());
     if (count > 0) {
+      within_line = piece[static_cast<std::size_t>(count) - 1] != '\n';
       piece.remove_prefix(static_cast<std::size_t>(count));
     } else if (count == 0) {
       return false;
@@ -47,19 +54,28 @@ bool write_whole(std::string_view piece) {
 }  // namespace
 
 bool write_lines(std::string_view lines) {
-  const std::lock_guard guard(output_mutex());
+  Output& out = output();
+  const std::lock_guard guard(out.mutex);
+  if (out.given_up) return false;
+  if (out.within_line && !write_whole("\n", out.within_line)) return false;
   while (!lines.empty()) {
     const std::string_view piece = first_piece(lines);
-    if (!write_whole(piece)) return false;
+    if (!write_whole(piece, out.within_line)) return false;
     lines.remove_prefix(piece.size());
   }
   return true;
 }
 
-void block_broken_pipe_signal() {
+void give_up_output() {
+  const std::lock_guard guard(output().mutex);
+  output().given_up = true;
+}
+
+void block_write_signals() {
   sigset_t signals;
   sigemptyset(&signals);
   sigaddset(&signals, SIGPIPE);
+  sigaddset(&signals, SIGXFSZ);
   ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 }
 

@@ -7,17 +7,6 @@
 namespace utility_manager {
 namespace {
 
-std::string buffered_text(const ServerInfo& record) {
-  if (!record.stderr_buffer) return {};
-  std::string text;
-  for (const auto& line : record.stderr_buffer->lines()) {
-    if (line.empty()) continue;
-    if (!text.empty()) text += '\n';
-    text += line;
-  }
-  return std::string(values::strip(text));
-}
-
 /// What is left in the stream of a child that has ended. The stream of a running one isn't touched.
 std::string unread_text(const ServerInfo& record) {
   if (!record.process || !record.process->poll()) return {};
@@ -44,9 +33,11 @@ std::string UtilityServerManager::get_utility_stderr_snippet(const std::string& 
                                                              std::int64_t max_chars) {
   const auto record = server(server_id);
   if (!record || max_chars <= 0) return {};
-  auto text = buffered_text(*record);
-  if (text.empty()) text = unread_text(*record);
-  return std::string(values::last_code_points(text, static_cast<std::size_t>(max_chars)));
+  const auto count = static_cast<std::size_t>(max_chars);
+  if (record->stderr_buffer && record->stderr_buffer->size() > 0) {
+    return record->stderr_buffer->tail(count);
+  }
+  return std::string(values::last_code_points(unread_text(*record), count));
 }
 
 std::string UtilityServerManager::collect_utility_stderr_snippet(const std::string& server_id,

@@ -8,6 +8,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include "utility_manager/platform/spawn.h"
@@ -85,10 +86,34 @@ TEST(LineWriter, PiecesEndAtLineEndsAndFitIntoThePipesBuffer) {
   EXPECT_EQ(all, lines);
 }
 
+TEST(LineWriter, ALineThatWasCutOffIsEndedBeforeTheNext) {
+  std::thread([] {
+    block_write_signals();
+    char path[] = "/tmp/line_writer.XXXXXX";
+    const Descriptor file(::mkostemp(path, O_CLOEXEC));
+    ::unlink(path);
+    const Descriptor original(::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3));
+    ::dup2(file.number(), STDOUT_FILENO);
+    rlimit before;
+    ::getrlimit(RLIMIT_FSIZE, &before);
+    for (const rlim_t size : {7, 7, 13}) {
+      const rlimit full{.rlim_cur = size, .rlim_max = before.rlim_max};
+      ::setrlimit(RLIMIT_FSIZE, &full);
+      EXPECT_FALSE(write_lines("one\ntwo and\n"));
+    }
+    ::setrlimit(RLIMIT_FSIZE, &before);
+    EXPECT_TRUE(write_lines("three\n"));
+    ::dup2(original.number(), STDOUT_FILENO);
+    std::string text(100, ' ');
+    text.resize(::pread(file.number(), text.data(), text.size(), 0));
+    EXPECT_EQ(text, "one\ntwo\none\nt\nthree\n");
+  }).join();
+}
+
 TEST(LineWriter, ALostReaderIsNoSignal) {
   std::thread([] {
     RedirectedOutput output;
-    block_broken_pipe_signal();
+    block_write_signals();
     ::close(output.take_read_end());
     EXPECT_FALSE(write_lines("lost\n"));
     ::close(STDOUT_FILENO);

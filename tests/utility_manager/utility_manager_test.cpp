@@ -1,5 +1,6 @@
 #include "utility_manager/utility_manager.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cmath>
 #include <future>

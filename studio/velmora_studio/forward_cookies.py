@@ -32,7 +32,7 @@ class Cookies:
     def note(self, prefix: str, answer: Headers) -> None:
         """What a utility sets with this answer."""
         for header, cookie in answer:
-            if header == b"set-cookie" and not is_reserved(name_of(cookie)):
+            if header == b"set-cookie" and not is_refused(cookie):
                 self._keep(prefix, _text(name_of(cookie)), "", MOST_NAMES)
 
     def own(self, prefix: str, headers: Headers) -> bytes:
@@ -93,12 +93,16 @@ def mark_for(request_headers: Headers, answer_headers: Headers, prefix: str) -> 
     return [(b"set-cookie", MARK + b"=1; HttpOnly; SameSite=Lax; Path=" + path)]
 
 
-def is_reserved(name: bytes) -> bool:
-    return name.lower().startswith(RESERVED)
+def is_refused(cookie: bytes) -> bool:
+    """One that would pass for the Studio's own, or for one of the whole host without being so."""
+    name = name_of(cookie).lower()
+    is_nameless = cookie.lstrip().startswith(b"=")
+    return name.startswith(RESERVED) or is_nameless and name.startswith(b"__")
 
 
 def name_of(cookie: bytes) -> bytes:
-    return cookie.partition(b";")[0].partition(b"=")[0].strip()
+    """As whoever is sent the cookie reads it: one without a name is sent as its value alone."""
+    return cookie.partition(b";")[0].lstrip(b"= \t").partition(b"=")[0].strip()
 
 
 def _cookies(headers: Headers) -> Iterator[tuple[bytes, bytes]]:

@@ -8,7 +8,7 @@ import re
 
 from velmora_studio.answers import Headers
 from velmora_studio.forward_address import Address
-from velmora_studio.forward_cookies import is_reserved, name_of
+from velmora_studio.forward_cookies import is_refused, name_of
 from velmora_studio.http_fields import connection_tokens
 
 HOP_BY_HOP = {
@@ -21,7 +21,10 @@ REPLACED = {
     b"sec-websocket-extensions",  # such as compression, which would cost more than it saves here
 }
 # They would reach beyond the utility's own part of the origin that all utilities share.
-DROPPED = {b"service-worker-allowed", b"clear-site-data"}
+DROPPED = {
+    *(b"service-worker-allowed", b"clear-site-data", b"strict-transport-security"),
+    *(b"public-key-pins", b"alt-svc", b"nel", b"report-to"),
+}
 LOCATIONS = {b"location", b"content-location"}
 
 
@@ -59,7 +62,7 @@ def from_utility(headers: Headers, address: Address, port: int) -> list[tuple[by
         elif name == b"refresh":
             value = _moved_refresh(value, address.prefix, port)
         elif name == b"set-cookie":
-            if is_reserved(name_of(value)):
+            if is_refused(value):
                 continue
             value = confined_cookie(value, address)
         answer.append((name, value))

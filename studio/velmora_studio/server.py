@@ -5,6 +5,7 @@ import contextlib
 import logging
 import signal
 import socket
+import time
 from collections.abc import Callable, Iterator
 from types import FrameType
 from typing import Any
@@ -13,6 +14,8 @@ import uvicorn
 
 HOST = "127.0.0.1"
 MOST_PORTS = 100  # that are tried
+ROUND_SECONDS = 5.0
+LONGEST_SILENCE = 20.0  # seconds until the next request must have come whole
 ENDING = {"SIGINT", "SIGTERM", "SIGHUP"}
 
 
@@ -52,6 +55,8 @@ class StudioServer(uvicorn.Server):
                 date_header=False,
             )
         )
+        self._silence = Silence()
+        self._rounds: asyncio.Task | None = None
         self._on_started = on_started
         self._on_ending = on_ending
         logging.getLogger("uvicorn.error").addFilter(_worth_telling)
@@ -72,6 +77,7 @@ class StudioServer(uvicorn.Server):
         for name in ENDING & set(signal.Signals.__members__):
             self._hear(signal.Signals[name])
         await super().startup(sockets=sockets)
+        self._rounds = asyncio.create_task(self._make_rounds())
         self._on_started()
 
     def _hear(self, number: signal.Signals) -> None:
@@ -82,11 +88,19 @@ class StudioServer(uvicorn.Server):
             signal.signal(number, self.handle_exit)
 
     async def shutdown(self, sockets: list[socket.socket] | None = None) -> None:
+        self._rounds.cancel()
         cutting = asyncio.create_task(self._cut_off())
         try:
             await super().shutdown(sockets=sockets)
         finally:
             cutting.cancel()
+
+    async def _make_rounds(self) -> None:
+        """The server below waits for the rest of a request for ever."""
+        while True:
+            await asyncio.sleep(ROUND_SECONDS)
+            for connection in self._silence.too_long(self.server_state.connections):
+                connection.transport.abort()
 
     async def _cut_off(self) -> None:
         """Streams have no end of their own, and the server would wait for it."""
@@ -94,6 +108,24 @@ class StudioServer(uvicorn.Server):
             for connection in list(self.server_state.connections):
                 connection.transport.abort()
             await asyncio.sleep(0.1)
+
+
+class Silence:
+    """Since when connections have had no request to answer."""
+
+    def __init__(self) -> None:
+        self._known: dict[Any, tuple[Any, float]] = {}  # the latest request, and the time
+
+    def too_long(self, connections: set[Any]) -> list[Any]:
+        """To be called now and then, with all there are."""
+        now = time.monotonic()
+        before, self._known = self._known, {}
+        for connection in connections:
+            latest = connection.cycle
+            if latest is None or latest.response_complete:
+                seen, since = before.get(connection, (None, now))
+                self._known[connection] = latest, since if seen is latest else now
+        return [each for each, (_, at) in self._known.items() if now - at > LONGEST_SILENCE]
 
 
 def _worth_telling(record: logging.LogRecord) -> bool:

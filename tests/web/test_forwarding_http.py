@@ -18,7 +18,7 @@ sys.path.insert(0, str(ROOT / "studio"))
 from velmora_studio.forward_address import Address, parse_address  # noqa: E402
 from velmora_studio.forward_cookies import Cookies  # noqa: E402
 from velmora_studio.forward_framing import framed  # noqa: E402
-from velmora_studio.forward_headers import confined_cookie, moved_location  # noqa: E402
+from velmora_studio.forward_headers import confined_cookie, from_utility, moved_location  # noqa: E402
 from velmora_studio.instances import Instance  # noqa: E402
 from velmora_studio.upstream import Pool  # noqa: E402
 
@@ -269,6 +269,13 @@ def test_cookies_stay_within_the_prefix():
         b"a=1;Path=" + PREFIX.encode() + b"/z": b"a=1; Path=" + PREFIX.encode() + b"/z",
     }.items():
         assert confined_cookie(cookie, address) == confined
+
+
+def test_nothing_is_set_beyond_the_prefix():
+    names = (b"alt-svc", b"strict-transport-security", b"clear-site-data", b"connection")
+    cookies = (b"velmora_token_1=x", b"=velmora_mark=1", b" = VELMORA_x", b"=__Host-a=1; Path=/")
+    headers = [*((name, b"1") for name in names), *((b"set-cookie", each) for each in cookies)]
+    assert from_utility(headers, Address("u", None, "/utility/u", b"/"), 1) == []
 
 
 def test_each_utility_gets_its_own_cookies(tmp_path):

@@ -4,12 +4,18 @@ import asyncio
 import contextlib
 import signal
 import socket
+import sys
 import time
+from types import SimpleNamespace
+from unittest.mock import Mock
 
 import httpx
 import pytest
 import websockets
-from studio_process import PATIENCE, Studio
+from studio_process import PATIENCE, ROOT, Studio
+
+sys.path.insert(0, str(ROOT / "studio"))
+from velmora_studio import server  # noqa: E402
 
 
 def test_persistent_utilities_pass_from_studio_to_studio(tmp_path):
@@ -69,6 +75,18 @@ def test_streams_do_not_hold_up_the_end(tmp_path, number):
             said, seconds = asyncio.run(end_with_websocket(studio))
     assert said == ["Stopped: streams"]
     assert seconds < 5  # a server that waits for streams would wait for ever
+
+
+def test_who_holds_a_connection_without_a_request_is_cut_off(monkeypatch):
+    now = 0.0
+    monkeypatch.setattr(server.time, "monotonic", lambda: now)
+    done, busy = (SimpleNamespace(response_complete=each) for each in (True, False))
+    mute, asks, _ = connections = [Mock(cycle=cycle) for cycle in (None, done, busy)]
+    silence = server.Silence()
+    for now in (0.0, 15.0, 25.0, 50.0):
+        cut_off = silence.too_long(connections)
+        assert cut_off == ([mute] if now > server.LONGEST_SILENCE else [])
+        asks.cycle = SimpleNamespace(response_complete=True)
 
 
 def test_a_start_under_way_is_not_left_behind(tmp_path):

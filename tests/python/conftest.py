@@ -19,6 +19,7 @@ VARIANT = BUILD.name.partition("-")[2] or "native"
 HEADER = """
 import json, os, signal, subprocess, sys, threading, time
 os.environ.pop("LD_PRELOAD", None)  # for this client alone
+signal.signal(signal.SIGINT, signal.default_int_handler)  # which a job in the background ignores
 import fake_client
 from fake_client import Plugin, daemon, fails_with, plugins, services, utility
 """

@@ -13,6 +13,7 @@ from typing import Any
 PLUGIN_NAME = "benchmark_plugin"
 
 calls: Counter[str] = Counter()
+plugin: "Plugin"
 directory = Path()
 
 
@@ -46,9 +47,10 @@ def _module(name: str, services: dict[str, Callable[..., Any]] | None = None, **
 def install(in_directory: Path, utilities: int = 0) -> None:
     """Puts the services in place: a client in `in_directory` with one plugin of so many utilities,
     each with an icon of its own."""
-    global directory
+    global directory, plugin
     directory = in_directory
-    plugins = [Plugin([_registration(number) for number in range(utilities)])]
+    plugin = Plugin([_registration(number) for number in range(utilities)])
+    plugins = [plugin]
     register = types.SimpleNamespace(
         get_plugins_by_hook=_counted("get_plugins_by_hook", lambda hook: plugins)
     )

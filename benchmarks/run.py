@@ -28,7 +28,7 @@ def run_topic(name: str, build: Path) -> list[Row]:
         environment = os.environ | {
             "BENCHMARK_BUILD": str(build),
             "BENCHMARK_DIRECTORY": directory,
-            "PYTHONPATH": f"{build / 'python'}:{HERE}",
+            "PYTHONPATH": f"{build / 'python'}:{build / 'benchmarks'}:{HERE}",
         }
         environment.pop("PYTHONUNBUFFERED", None)  # it would slow the plain relay down
         subprocess.run([sys.executable, "-m", "topics", name, result], env=environment, check=True,

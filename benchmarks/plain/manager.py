@@ -12,6 +12,8 @@ from plain.processes import is_process_alive
 from velmora_client.com.organization import get_org_list
 from velmora_client.utils.local import get_gui_addr
 
+NAVBAR = ("navbar", "nav", "topnav", "top", "header")
+
 
 def build_mapped_url(utility_name: str, group_name: str | None, require_group_name: bool) -> str:
     address = get_gui_addr() or {}
@@ -114,6 +116,50 @@ class PlainManager:
             "create_time": record["create_time"],
         }
         for key in ("lang", "studio_url", "group_name"):
+            if key in record:
+                entry[key] = record[key]
+        entry["icon"] = with_icon(info)["icon"] if info else None
+        return entry
+
+    def list_all_running_utilities_grouped(self) -> dict[str, Any]:
+        self.sweep_dead_servers()
+        with self.lock:
+            records = list(self.servers.values())
+        without_group: list[dict[str, Any]] = []
+        by_group: dict[str, list[dict[str, Any]]] = {}
+        for record in records:
+            entry = self.grouped_entry(record)
+            if "group_name" in record:
+                entry["group_name"] = record["group_name"]
+                by_group.setdefault(record["group_name"], []).append(entry)
+            else:
+                without_group.append(entry)
+        return {"without_group": without_group, "by_group": by_group}
+
+    def grouped_entry(self, record: dict[str, Any]) -> dict[str, Any]:
+        name, port = record["utility_name"], record["port"]
+        info = self.registry.get(name) or {}
+        url = build_mapped_url(
+            name, record.get("group_name"), info.get("require_group_name", False))
+        route = info.get("default_route", "/")
+        location = str(info.get("display_location", "default")).strip().lower()
+        entry = {
+            "server_id": record["server_id"],
+            "utility_name": name,
+            "title": info.get("title", name),
+            "en_title": info.get("en_title", ""),
+            "description": info.get("description", ""),
+            "en_description": info.get("en_description", ""),
+            "port": port,
+            "pid": record["pid"],
+            "local_url": f"http://localhost:{port}",
+            "url": url,
+            "full_url": url + route,
+            "default_route": route,
+            "display_location": "navbar" if location in NAVBAR else "default",
+            "create_time": record["create_time"],
+        }
+        for key in ("lang", "studio_url"):
             if key in record:
                 entry[key] = record[key]
         entry["icon"] = with_icon(info)["icon"] if info else None

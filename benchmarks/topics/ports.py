@@ -35,23 +35,35 @@ def take_ports(count: int) -> list[socket.socket]:
 
 def measure() -> list[Row]:
     client.install(places.DIRECTORY)
-    from plain.processes import available_port
+    import bare_c
+    from plain.processes import PORT_POOL, available_port
     from utility_manager import utility_manager as manager
 
     def plain() -> int | None:
         return available_port(set())
 
+    def bare() -> int:
+        return bare_c.free_port(PORT_POOL.start, PORT_POOL.stop - 1)
+
     system = manager._get_available_port
     take_network_of_its_own()
     taken = take_ports(TAKEN)
-    assert system() == plain()
-    idle, plain_idle = measuring.alternate(system, plain, rounds=ROUNDS)
+    assert system() == plain() == bare()
+    idle, bare_idle, plain_idle = measuring.alternate(system, bare, plain, rounds=ROUNDS)
     with measuring.busy_interpreter():
         [busy] = measuring.alternate(system, rounds=ROUNDS, part=0.5)
         plain_busy = measuring.seconds_of(plain)
     for each in taken:
         each.close()
     return [
+        Row(
+            f"Free port behind {TAKEN:,}",
+            milliseconds(idle),
+            f"{milliseconds(bare_idle)} in bare C with one socket",
+            idle / bare_idle,
+            1.5,
+            at_most=True,
+        ),
         Row(
             f"Free port behind {TAKEN:,}: what a busy interpreter adds",
             f"{milliseconds(busy)} busy, {milliseconds(idle)} idle",
@@ -60,5 +72,5 @@ def measure() -> list[Row]:
             measuring.hand_over_limit() * 1000,
             "ms",
             at_most=True,
-        )
+        ),
     ]

@@ -11,7 +11,8 @@
 namespace utility_manager {
 namespace {
 
-FoundFile find_icon(const std::string& icon_path, const std::optional<std::string>& base) {
+template <typename Base>
+FoundFile find_icon(const std::string& icon_path, const Base& base) {
   return find_below(icon_path, base, {"icons", "static/icons", "assets/icons"});
 }
 
@@ -52,23 +53,23 @@ DataUri load_registered_icon(const UtilityInfo& utility_info, PluginPlaces& plac
   const auto& icon_path = values::at_or_null(fields, "icon_path");
   if (!values::truthy(icon_path)) return nullptr;
   if (!icon_path.is_text()) throw TypeError("icon_path must be a text");
-  const auto& base = places.base_path(plugin_name_of(fields), is_builtin_entry(fields));
+  const auto* const base = places.directory(plugin_name_of(fields), is_builtin_entry(fields));
   return load_unless_unreadable(find_icon(icon_path.text(), base), utility_info);
 }
 
-values::Value shown_icon(const DataUri& loaded, const UtilityInfo& utility_info) {
-  return loaded ? values::Value(*loaded) : values::at_or_null(utility_info.fields, "icon");
-}
-
-values::Value with_icon(const UtilityInfo& utility_info, PluginPlaces& places) {
+values::Value with_icon(const UtilityInfo& utility_info, const DataUri& loaded) {
   const auto& fields = utility_info.fields.mapping();
   values::Mapping result;
   result.reserve(fields.size() + 1);
   for (const auto& [key, value] : fields) {
     if (key != "icon_path" && !key.starts_with(icon_cache_prefix)) result.append(key, value);
   }
-  result["icon"] = shown_icon(load_registered_icon(utility_info, places), utility_info);
+  result["icon"] = loaded ? values::Value(*loaded) : fields.at_or("icon", nullptr);
   return result;
+}
+
+values::Value with_icon(const UtilityInfo& utility_info, PluginPlaces& places) {
+  return with_icon(utility_info, load_registered_icon(utility_info, places));
 }
 
 }  // namespace utility_manager

@@ -27,12 +27,11 @@ DataUri load_icon(const std::optional<std::string>& icon_path, const UtilityInfo
 /// and lets failures of the client through.
 DataUri load_registered_icon(const UtilityInfo& utility_info, PluginPlaces& places);
 
-/// What stands under `icon` for the interface: `loaded`, else a value of the registration's own,
-/// else null.
-values::Value shown_icon(const DataUri& loaded, const UtilityInfo& utility_info);
+/// A copy of the entry for the interface, without `icon_path` and icon cache. Under `icon` stands
+/// `loaded`, else a value of the registration's own, else null.
+values::Value with_icon(const UtilityInfo& utility_info, const DataUri& loaded);
 
-/// A copy of the entry for the interface: `icon` in place of `icon_path`, and no icon cache. Fails
-/// as `load_registered_icon` does.
+/// The same with the icon that the registration names. Fails as `load_registered_icon` does.
 values::Value with_icon(const UtilityInfo& utility_info, PluginPlaces& places);
 
 }  // namespace utility_manager

@@ -46,15 +46,26 @@ const std::string& plugin_name_of(const values::Value& utility_info) {
 
 const std::optional<std::string>& PluginPlaces::base_path(const std::string& plugin_name,
                                                           bool is_builtin) {
+  return base(plugin_name, is_builtin).path;
+}
+
+const platform::SearchedDirectory* PluginPlaces::directory(const std::string& plugin_name,
+                                                           bool is_builtin) {
+  auto& [path, directory] = base(plugin_name, is_builtin);
+  if (!path || path->empty()) return nullptr;
+  if (!directory) directory.emplace(*path);
+  return &*directory;
+}
+
+PluginPlaces::Base& PluginPlaces::base(const std::string& plugin_name, bool is_builtin) {
   if (is_builtin) {
-    if (!built_in_directory_) {
-      built_in_directory_ = host::services().python->built_in_plugin_directory();
-    }
-    return built_in_directory_;
+    if (!built_in_.path) built_in_.path = host::services().python->built_in_plugin_directory();
+    return built_in_;
   }
-  const auto known = base_paths_.find(plugin_name);
-  if (known != base_paths_.end()) return known->second;
-  return base_paths_.emplace(plugin_name, find(plugin_name)).first->second;
+  const auto known = plugins_.find(plugin_name);
+  if (known != plugins_.end()) return known->second;
+  return plugins_.emplace(plugin_name, Base{.path = find(plugin_name), .directory = {}})
+      .first->second;
 }
 
 std::optional<std::string> PluginPlaces::find(const std::string& plugin_name) {
@@ -82,22 +93,29 @@ std::optional<std::string> PluginPlaces::included_path(const std::string& plugin
   return std::nullopt;
 }
 
-FoundFile find_below(const std::string& path, const std::optional<std::string>& base,
+FoundFile find_below(const std::string& path, const platform::SearchedDirectory* base,
                      std::initializer_list<std::string_view> sub_directories) {
-  const auto look_at = [](std::string candidate) -> std::optional<FoundFile> {
-    const auto modification_time = platform::modification_time(candidate);
+  if (platform::is_absolute_path(path) || !base) return {path, std::nullopt};
+  const auto look_at = [base](const std::string& candidate) -> std::optional<FoundFile> {
+    const auto modification_time = base->modification_time(candidate);
     if (!modification_time) return std::nullopt;
-    return FoundFile{platform::absolute_path(std::move(candidate)), modification_time};
+    return FoundFile{platform::absolute_path(platform::join_paths(base->path(), candidate)),
+                     modification_time};
   };
-  if (platform::is_absolute_path(path) || !base || base->empty()) return {path, std::nullopt};
-  if (auto found = look_at(platform::join_paths(*base, path))) return *std::move(found);
+  if (auto found = look_at(path)) return *std::move(found);
   if (platform::is_bare_file_name(path)) {
     for (const auto directory : sub_directories) {
-      auto found = look_at(platform::join_paths(platform::join_paths(*base, directory), path));
-      if (found) return *std::move(found);
+      if (auto found = look_at(platform::join_paths(directory, path))) return *std::move(found);
     }
   }
   return {path, std::nullopt};
+}
+
+FoundFile find_below(const std::string& path, const std::optional<std::string>& base,
+                     std::initializer_list<std::string_view> sub_directories) {
+  if (platform::is_absolute_path(path) || !base || base->empty()) return {path, std::nullopt};
+  const platform::SearchedDirectory directory(*base);
+  return find_below(path, &directory, sub_directories);
 }
 
 std::string resolve_script_path(const std::string& script_path,

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "utility_manager/platform/files.h"
 #include "utility_manager/values/value.h"
 
 /// Where plugins and their files lie.
@@ -30,17 +31,26 @@ class PluginPlaces {
   /// Where a plugin lies; nothing when it isn't found. All built-in plugins lie in one place.
   const std::optional<std::string>& base_path(const std::string& plugin_name, bool is_builtin);
 
+  /// The same to look for files in; null where the plugin isn't found, or lies at an empty path.
+  const platform::SearchedDirectory* directory(const std::string& plugin_name, bool is_builtin);
+
   /// The first directory of `plugin_includes.txt` whose `main` carries the name. No ordinary
   /// failure leaves it.
   std::optional<std::string> included_path(const std::string& plugin_name);
 
  private:
+  struct Base {
+    std::optional<std::string> path;
+    std::optional<platform::SearchedDirectory> directory;  ///< opened when first needed
+  };
+
+  Base& base(const std::string& plugin_name, bool is_builtin);
   std::optional<std::string> find(const std::string& plugin_name);
 
   std::optional<std::string> configuration_directory_;
   std::optional<std::string> plugin_directory_;
-  std::optional<std::string> built_in_directory_;
-  std::map<std::string, std::optional<std::string>> base_paths_;
+  Base built_in_;
+  std::map<std::string, Base> plugins_;
 };
 
 /// What a look for a file gave.
@@ -50,7 +60,11 @@ struct FoundFile {
 };
 
 /// The absolute form of the first of `base`/`path` and, for a bare file name, `base`/`sub`/`path`
-/// that exists; `path` unchanged when it is absolute, there is no base, or none exists.
+/// that exists; `path` unchanged when it is absolute, `base` is null, or none exists.
+FoundFile find_below(const std::string& path, const platform::SearchedDirectory* base,
+                     std::initializer_list<std::string_view> sub_directories);
+
+/// What `find_below` gives below a path, where there is one and it isn't empty.
 FoundFile find_below(const std::string& path, const std::optional<std::string>& base,
                      std::initializer_list<std::string_view> sub_directories);
 

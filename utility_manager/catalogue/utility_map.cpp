@@ -20,9 +20,14 @@ std::string key_of(const values::Value& utility_name) {
 
 }  // namespace
 
-UtilityInfoPtr UtilityMap::find(const std::string& utility_name) const {
+std::optional<std::size_t> UtilityMap::place_of(const std::string& utility_name) const {
   const auto place = places_.find(utility_name);
-  return place == places_.end() ? nullptr : entries_[place->second];
+  return place == places_.end() ? std::nullopt : std::optional(place->second);
+}
+
+UtilityInfoPtr UtilityMap::find(const std::string& utility_name) const {
+  const auto place = place_of(utility_name);
+  return place ? entries_[*place] : nullptr;
 }
 
 void UtilityMap::set(UtilityInfoPtr info) {

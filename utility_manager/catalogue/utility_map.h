@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -13,6 +14,9 @@ namespace utility_manager {
 /// place. A name that is no text has a place of its own and is found by no text.
 class UtilityMap {
  public:
+  /// Where the entry of this name stands among `entries`; nothing when the name is unknown.
+  std::optional<std::size_t> place_of(const std::string& utility_name) const;
+
   /// Null when the name is unknown.
   UtilityInfoPtr find(const std::string& utility_name) const;
 

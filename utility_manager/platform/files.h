@@ -5,6 +5,8 @@
 #include <string_view>
 #include <vector>
 
+#include "utility_manager/platform/descriptor.h"
+
 /// Files and directories. A path that holds a NUL byte names nothing. Failures are `SystemError`.
 namespace utility_manager::platform {
 
@@ -25,6 +27,22 @@ void create_directories(const std::string& path);
 /// The time of last modification in seconds since the Unix epoch, the float that Python gives;
 /// nothing where `path_exists` is false.
 std::optional<double> modification_time(const std::string& path);
+
+/// A directory to look for many files in: the way to it is gone once.
+class SearchedDirectory {
+ public:
+  /// One that can't be opened is looked into by its path.
+  explicit SearchedDirectory(std::string path);
+
+  const std::string& path() const { return path_; }
+
+  /// The same for the relative path of a file below it; an empty one is the directory itself.
+  std::optional<double> modification_time(const std::string& file) const;
+
+ private:
+  std::string path_;
+  Descriptor descriptor_;
+};
 
 /// One file of a directory, read whole.
 struct DirectoryFile {

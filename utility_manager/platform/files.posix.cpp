@@ -24,8 +24,15 @@ void refuse_nul(const std::string& path) {
   if (path.find('\0') != path.npos) throw SystemError(ENOENT, path);
 }
 
-bool look_at(const std::string& path, struct stat& status) {
-  return path.find('\0') == path.npos && ::stat(path.c_str(), &status) == 0;
+bool look_at(const std::string& path, struct stat& status, int directory = AT_FDCWD) {
+  return path.find('\0') == path.npos && ::fstatat(directory, path.c_str(), &status, 0) == 0;
+}
+
+std::optional<double> modification_time_below(int directory, const std::string& path) {
+  struct stat status;
+  if (!look_at(path, status, directory)) return std::nullopt;
+  return static_cast<double>(status.st_mtim.tv_sec) +
+         1e-9 * static_cast<double>(status.st_mtim.tv_nsec);
 }
 
 /// Appends to `bytes` until the end of the file; gives an error number, 0 for none.
@@ -110,10 +117,17 @@ void create_directories(const std::string& path) {
 }
 
 std::optional<double> modification_time(const std::string& path) {
-  struct stat status;
-  if (!look_at(path, status)) return std::nullopt;
-  return static_cast<double>(status.st_mtim.tv_sec) +
-         1e-9 * static_cast<double>(status.st_mtim.tv_nsec);
+  return modification_time_below(AT_FDCWD, path);
+}
+
+SearchedDirectory::SearchedDirectory(std::string path) : path_(std::move(path)) {
+  if (path_.find('\0') != path_.npos) return;
+  descriptor_ = above_standard(Descriptor(::open(path_.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)));
+}
+
+std::optional<double> SearchedDirectory::modification_time(const std::string& file) const {
+  if (file.empty() || !descriptor_) return platform::modification_time(join_paths(path_, file));
+  return modification_time_below(descriptor_.number(), file);
 }
 
 std::vector<DirectoryFile> read_directory(const std::string& directory, std::string_view suffix) {

@@ -38,31 +38,38 @@ GroupedEntries Listing::grouped_entries(const ServerTable::Records& instances) {
 }
 
 RunningEntry Listing::entry(const ServerTable::Record& instance) {
-  auto utility = utility_of(*instance);
-  const bool in_group = utility && values::truthy_at(utility->fields, "require_group_name");
-  return entry(instance, std::move(utility), in_group);
+  auto& known = registered(*instance);
+  const auto& utility = known.utility;
+  return entry(instance, known,
+               utility && values::truthy_at(utility->fields, "require_group_name"));
 }
 
 RunningEntry Listing::found_entry(const ServerTable::Record& instance) {
-  return entry(instance, utility_of(*instance), instance->group_name.has_value());
+  return entry(instance, registered(*instance), instance->group_name.has_value());
 }
 
-RunningEntry Listing::entry(const ServerTable::Record& instance, UtilityInfoPtr utility,
-                            bool in_group) {
+RunningEntry Listing::entry(const ServerTable::Record& instance, Registered& known, bool in_group) {
   const auto& address = studio_address();
-  auto icon = utility ? load_registered_icon(*utility, places_) : nullptr;
+  auto& [utility, icon] = known;
+  if (utility && !icon) icon = load_registered_icon(*utility, places_);
   return {.instance = instance,
-          .utility = std::move(utility),
+          .utility = utility,
           .studio_address = address,
           .in_group = in_group,
-          .icon = std::move(icon)};
+          .icon = icon.value_or(nullptr)};
 }
 
-UtilityInfoPtr Listing::utility_of(const ServerInfo& instance) {
-  if (!instance.utility_name) return nullptr;
-  const auto known = utilities_.find(*instance.utility_name);
-  if (known != utilities_.end()) return known->second;
-  return utilities_.emplace(*instance.utility_name, catalogue_.find(*instance.utility_name))
+Listing::Registered& Listing::registered(const ServerInfo& instance) {
+  if (!instance.utility_name) return nameless_;
+  if (!catalogued_) {
+    catalogued_ = catalogue_.snapshot();
+    for (const auto& utility : catalogued_->entries()) utilities_.push_back({utility, {}});
+  }
+  const auto& name = *instance.utility_name;
+  if (const auto place = catalogued_->place_of(name)) return utilities_[*place];
+  const auto known = asked_for_.find(name);
+  if (known != asked_for_.end()) return known->second;
+  return asked_for_.emplace(name, Registered{.utility = catalogue_.find(name), .icon = {}})
       .first->second;
 }
 
@@ -88,7 +95,8 @@ Value Listing::view_entry(const UtilityInfo& utility, const RunningEntry* runnin
     fields["full_url"] = running->url() + values::text_form(route ? *route : absent::route());
     if (group_name) fields["group_name"] = *group_name;
   }
-  return with_icon(shown, places_);
+  const bool is_loaded = running && running->utility.get() == &utility;
+  return with_icon(shown, is_loaded ? running->icon : load_registered_icon(shown, places_));
 }
 
 void Listing::fetch_permissions() {

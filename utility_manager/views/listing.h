@@ -16,8 +16,8 @@
 namespace utility_manager {
 
 /// One list, look-up or view while it is made. Asks the client for nothing before it is needed, and
-/// for nothing twice. To be used without the manager's lock; belongs to one call and one thread.
-/// Lets failures of the client through.
+/// for nothing twice, and looks for each icon once. To be used without the manager's lock; belongs
+/// to one call and one thread. Lets failures of the client through.
 class Listing {
  public:
   explicit Listing(Catalogue& catalogue) : catalogue_(catalogue) {}
@@ -39,9 +39,14 @@ class Listing {
   void fetch_permissions();
 
  private:
+  struct Registered {
+    UtilityInfoPtr utility;       ///< null: not registered
+    std::optional<DataUri> icon;  ///< once it has been looked for
+  };
+
   RunningEntry entry(const ServerTable::Record& instance);
-  RunningEntry entry(const ServerTable::Record& instance, UtilityInfoPtr utility, bool in_group);
-  UtilityInfoPtr utility_of(const ServerInfo& instance);
+  RunningEntry entry(const ServerTable::Record& instance, Registered& known, bool in_group);
+  Registered& registered(const ServerInfo& instance);
   const std::shared_ptr<const std::string>& studio_address();
   bool administrates(const std::string& group_name);
 
@@ -49,7 +54,10 @@ class Listing {
   PluginPlaces places_;
   std::shared_ptr<const std::string> studio_address_;  ///< null before it is asked for
   std::optional<values::Value> permissions_;
-  std::unordered_map<std::string, UtilityInfoPtr> utilities_;  ///< by name; null: not registered
+  std::shared_ptr<const UtilityMap> catalogued_;  ///< null before it is needed
+  std::vector<Registered> utilities_;             ///< those of `catalogued_`, in its order
+  std::unordered_map<std::string, Registered> asked_for_;
+  Registered nameless_;
   std::map<std::string, bool> group_decisions_;
 };
 

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include "tests/fakes/fake_client.h"
@@ -65,6 +66,16 @@ TEST_F(Icons, AreLookedForInTheCandidatesInOrder) {
     EXPECT_EQ(resolve_icon_path("l.png", base), base + folder + "/l.png");
   }
   EXPECT_EQ(resolve_icon_path("l.png", {}), "l.png");
+}
+
+TEST_F(Icons, AreFoundWithoutADescriptorToSpare) {
+  rlimit before;
+  ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+  const rlimit none{.rlim_cur = 0, .rlim_max = before.rlim_max};
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+  const auto found = resolve_icon_path("icon.png", client.directory.path("plugins/p"));
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
+  EXPECT_EQ(found, icon);
 }
 
 TEST_F(Icons, AreReadAgainOnlyWhenTheTimeIsAnother) {

@@ -25,7 +25,7 @@ build:
 	$(if $(filter native psutil none,$(INSPECTION)),,$(error INSPECTION is native, psutil or none))
 	tools/setup $(NEEDS)
 	cmake --preset release
-	cmake --build --preset release --target module-$(INSPECTION)
+	cmake --build --preset release --target module-$(INSPECTION) utility-manager
 	ln -sfn release/$(MODULE) build/$(MODULE)
 
 bench:

@@ -23,6 +23,9 @@ foreach(source IN LISTS layer_sources)
   endif()
   Python_add_library(module-${layer} MODULE WITH_SOABI ${source})
   target_link_libraries(module-${layer} PRIVATE module_objects)
+  if(STATIC_LIBRARIES)
+    target_link_options(module-${layer} PRIVATE LINKER:--exclude-libs,ALL)
+  endif()
   set_target_properties(module-${layer} PROPERTIES OUTPUT_NAME utility_manager
                                                    LIBRARY_OUTPUT_DIRECTORY ${directory}
                                                    DEFINE_SYMBOL "")

@@ -1,4 +1,5 @@
-# What an embedder gets: the headers that he may include, the library, and what finds them.
+# The program, and what an embedder gets: the headers that he may include, the library, and what
+# finds them.
 include(CMakePackageConfigHelpers)
 
 set(public_headers
@@ -44,6 +45,7 @@ target_sources(core PUBLIC FILE_SET HEADERS BASE_DIRS ${PROJECT_SOURCE_DIR}
 add_library(utility_manager::core ALIAS core)
 set_target_properties(core PROPERTIES OUTPUT_NAME utility_manager)
 
+install(TARGETS utility-manager)
 set(package_directory ${CMAKE_INSTALL_LIBDIR}/cmake/utility_manager)
 install(TARGETS core EXPORT utility_manager FILE_SET HEADERS)
 install(EXPORT utility_manager NAMESPACE utility_manager:: FILE utility_manager-targets.cmake

@@ -1,11 +1,13 @@
 #include "utility_manager/utility_manager.h"
 
 #include "utility_manager/persistence/state_directory.h"
+#include "utility_manager/platform/directory_use.h"
 #include "utility_manager/supervision/monitor_thread.h"
 
 namespace utility_manager {
 
-UtilityServerManager::UtilityServerManager() : state_dir_(make_state_directory()) {
+UtilityServerManager::UtilityServerManager()
+    : state_dir_(make_state_directory()), use_of_state_dir_(platform::use_directory(state_dir_)) {
   _load_persisted_states();
   catalogue_.all();
 }

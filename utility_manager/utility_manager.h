@@ -239,6 +239,7 @@ class UtilityServerManager : public std::enable_shared_from_this<UtilityServerMa
 
   // Constant after construction.
   const std::string state_dir_;
+  const std::shared_ptr<const void> use_of_state_dir_;
 
   // With protection of their own. What changes table, ports and catalogue holds `lock`.
   ServerTable servers_;

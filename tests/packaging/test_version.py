@@ -22,3 +22,9 @@ def test_module_tells_it(tmp_path):
 def test_installed_library_tells_it(prefix):
     (description,) = prefix.rglob("utility_manager.pc")
     assert f"\nVersion: {VERSION}\n" in description.read_text()
+
+
+def test_programs_tell_it():
+    assert run(BUILD / "utility-manager", "--version") == f"utility-manager {VERSION}\n"
+    studio = ("/usr/bin/python3", "-m", "velmora_studio", "--version")
+    assert run(*studio, cwd=ROOT / "studio") == f"velmora-studio {VERSION}\n"

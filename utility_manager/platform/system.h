@@ -60,7 +60,7 @@ class System {
   virtual std::optional<std::int64_t> first_bindable(std::int64_t first, std::int64_t last,
                                                      const std::set<std::int64_t>& except) const;
 
-  /// A random UUID of version 4 in its canonical text.
+  /// A random UUID of version 4 in its canonical text. Fails with `SystemError`.
   virtual std::string random_uuid() const;
 };
 

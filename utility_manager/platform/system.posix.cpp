@@ -1,9 +1,11 @@
 #include "utility_manager/platform/system.h"
 
+#include <array>
 #include <cerrno>
+#include <string>
 
 #include <signal.h>
-#include <uuid/uuid.h>
+#include <sys/random.h>
 
 #include "utility_manager/platform/failures.h"
 #include "utility_manager/platform/process_reference.h"
@@ -35,10 +37,15 @@ bool System::can_signal(std::int64_t pid) const {
 }
 
 std::string System::random_uuid() const {
-  uuid_t bytes;
-  ::uuid_generate_random(bytes);
-  char text[UUID_STR_LEN];
-  ::uuid_unparse_lower(bytes, text);
+  std::array<std::uint8_t, 16> bytes;
+  if (::getentropy(bytes.data(), bytes.size()) != 0) throw SystemError(errno);
+  bytes[6] = static_cast<std::uint8_t>(0x40 | (bytes[6] & 0x0f));  // version 4
+  bytes[8] = static_cast<std::uint8_t>(0x80 | (bytes[8] & 0x3f));  // the usual variant
+  std::string text;
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    if (i == 4 || i == 6 || i == 8 || i == 10) text += '-';
+    for (const int digit : {bytes[i] >> 4, bytes[i] & 0x0f}) text += "0123456789abcdef"[digit];
+  }
   return text;
 }
 

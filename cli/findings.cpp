@@ -1,0 +1,114 @@
+#include "cli/findings.h"
+
+#include <algorithm>
+#include <cmath>
+#include <stdexcept>
+
+#include "utility_manager/persistence/state_file_form.h"
+#include "utility_manager/platform/files.h"
+#include "utility_manager/platform/system.h"
+#include "utility_manager/supervision/instance.h"
+#include "utility_manager/supervision/process_control.h"
+#include "utility_manager/values/members.h"
+
+namespace utility_manager::cli {
+namespace {
+
+constexpr std::string_view suffix = ".json";
+
+std::optional<platform::ProcessIdentity> identity_of(std::int64_t pid) {
+  try {
+    return platform::processes().find(pid)->identity();
+  } catch (const std::exception&) {
+    return std::nullopt;
+  }
+}
+
+/// The file names a process. Does what an adopting client does.
+void compare(const StateFile& file, Finding& finding) {
+  const auto now = static_cast<std::int64_t>(std::floor(platform::system().wall_clock()));
+  auto record = file.record(now);
+  if (!record) return;
+  finding.record = *std::move(record);
+  finding.state = State::gone;
+  if (!is_process_alive(file.pid)) return;
+  finding.process = identity_of(file.pid);
+  auto adoption = examine_for_adoption(file.pid, file.server_id,
+                                       values::at_or_null(file.content, "create_time"));
+  finding.record.adopted = std::move(adoption.process);
+  finding.state = adoption.refuted ? State::another : State::running;
+}
+
+Finding examine(const platform::DirectoryFile& entry) {
+  Finding finding;
+  finding.file_name = entry.name;
+  finding.record.server_id = entry.name.substr(0, entry.name.size() - suffix.size());
+  const auto file = entry.bytes ? read_state_file(*entry.bytes) : std::nullopt;
+  if (!file) return finding;
+  if (!file->stale()) {
+    compare(*file, finding);
+    return finding;
+  }
+  finding.state = State::incomplete;
+  if (!file->server_id.empty()) finding.record.server_id = file->server_id;
+  finding.record.pid = file->pid;
+  finding.record.port = file->port;
+  return finding;
+}
+
+double age_key(const Finding& finding) {
+  const auto& time = finding.record.create_time;
+  return time.is_number() ? time.number() : 0;
+}
+
+}  // namespace
+
+const char* word_for(State state) {
+  switch (state) {
+    case State::running:
+      return "running";
+    case State::gone:
+      return "gone";
+    case State::another:
+      return "another process";
+    case State::incomplete:
+      return "incomplete";
+    case State::unreadable:
+      return "unreadable";
+  }
+  return "";
+}
+
+const char* adoption_of(State state) {
+  if (state == State::running) return "adopt";
+  return state == State::unreadable ? "leave" : "drop";
+}
+
+std::vector<Finding> look_at(const std::string& state_directory) {
+  std::vector<Finding> findings;
+  for (const auto& entry : platform::read_directory(state_directory, suffix)) {
+    findings.push_back(examine(entry));
+  }
+  std::ranges::sort(findings, {}, [](const Finding& finding) {
+    return std::pair(age_key(finding), finding.record.server_id);
+  });
+  return findings;
+}
+
+const Finding& find(const std::vector<Finding>& findings, const std::string& id) {
+  const Finding* found = nullptr;
+  for (const auto& finding : findings) {
+    if (finding.record.server_id == id) return finding;
+    if (!finding.record.server_id.starts_with(id)) continue;
+    if (found) throw std::runtime_error("more than one ID begins with '" + id + "'");
+    found = &finding;
+  }
+  if (!found) throw std::runtime_error("no instance '" + id + "' is on record");
+  return *found;
+}
+
+bool is_stale(const Finding& finding) {
+  return finding.state != State::running && finding.state != State::unreadable;
+}
+
+}  // namespace utility_manager::cli

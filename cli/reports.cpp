@@ -109,6 +109,7 @@ std::string name_of(const Finding& finding) {
 
 std::string table_of(const std::vector<Finding>& findings, const Terminal& terminal) {
   std::vector<Row> rows;
+  rows.reserve(findings.size());
   for (const auto& finding : findings) {
     const auto& record = finding.record;
     rows.push_back({{printable(record.server_id)},
@@ -161,6 +162,7 @@ values::Value explanation_json(const Finding& finding) {
 
 std::string adoption_table(const std::vector<Finding>& findings, const Terminal& terminal) {
   std::vector<Row> rows;
+  rows.reserve(findings.size());
   for (const auto& finding : findings) {
     rows.push_back({{adoption_of(finding.state), colour_of(finding.state)},
                     {printable(finding.record.server_id)},

@@ -20,6 +20,7 @@ set(public_headers
     launch.h
     limits.h
     lock.h
+    output.h
     platform/descriptor.h
     platform/process.h
     platform/process_handle.h

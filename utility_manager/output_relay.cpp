@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "utility_manager/limits.h"
+#include "utility_manager/output.h"
 #include "utility_manager/platform/line_writer.h"
 #include "utility_manager/stderr_buffer.h"
 #include "utility_manager/values/text.h"
@@ -152,7 +153,7 @@ class OutputRelay {
     }
     const bool unchanged = add_lead(lines);
     if (out_.empty()) return;
-    platform::write_lines(out_.text());
+    write_output(out_.text());
     if (buffer_) buffer_->append(unchanged ? lines : without_lead(out_.text()));
     out_.clear();
   }

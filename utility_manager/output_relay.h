@@ -9,9 +9,9 @@ namespace utility_manager {
 
 class StderrBuffer;
 
-/// Starts a detached thread that relays the lines of `stream` to the client's standard output, each
-/// as "[" `prefix` "] " and the line, appends them to `buffer` unless that is null, and closes the
-/// stream at its end. A null stream has ended.
+/// Starts a detached thread that relays the lines of `stream` by `write_output`, each as "["
+/// `prefix` "] " and the line, appends them to `buffer` unless that is null, and closes the stream
+/// at its end. A null stream has ended.
 ///
 /// A line ends at a line feed; bytes that are no UTF-8 are dropped, white space at its end is
 /// stripped, and a line with nothing left is skipped. One beyond `limits::longest_line_bytes` is

@@ -1,5 +1,6 @@
 #include "utility_manager/utility_manager.h"
 
+#include "utility_manager/output.h"
 #include "utility_manager/persistence/state_directory.h"
 #include "utility_manager/platform/directory_use.h"
 #include "utility_manager/supervision/monitor_thread.h"
@@ -10,6 +11,13 @@ UtilityServerManager::UtilityServerManager()
     : state_dir_(make_state_directory()), use_of_state_dir_(platform::use_directory(state_dir_)) {
   _load_persisted_states();
   catalogue_.all();
+}
+
+void UtilityServerManager::shut_down() {
+  cleanup_all_servers();
+  const auto monitor = monitor_thread();
+  while (monitor && monitor->is_alive()) monitor->join(limits::monitor_interval);
+  drop_output();
 }
 
 std::shared_ptr<MonitorThread> UtilityServerManager::monitor_thread() const {

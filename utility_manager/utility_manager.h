@@ -91,6 +91,11 @@ class UtilityServerManager : public std::enable_shared_from_this<UtilityServerMa
   UtilityServerManager(const UtilityServerManager&) = delete;
   UtilityServerManager& operator=(const UtilityServerManager&) = delete;
 
+  /// The end for a client that lives on: `cleanup_all_servers`, then waits for the monitor's end
+  /// and drops the output of what goes on running. When it returns, no thread of the system's own
+  /// calls the client, its services or its sink any more. No other operation may run or follow.
+  void shut_down() UM_EXCLUDES(lock);
+
   ServerTable::Records servers() const { return *servers_.records(); }
   PortPool::Ports used_ports() const { return *ports_.used(); }
   std::shared_ptr<MonitorThread> monitor_thread() const;

@@ -6,6 +6,7 @@
 #include <future>
 
 #include "tests/utility_manager/manager_fixture.h"
+#include "utility_manager/output.h"
 #include "utility_manager/platform/failures.h"
 #include "utility_manager/start_plan.h"
 
@@ -34,6 +35,21 @@ TEST_F(Construction, AdoptsThenFillsTheCatalogueAndStartsNoThread) {
   EXPECT_TRUE(std::filesystem::is_directory(manager->state_dir()));
   EXPECT_EQ(manager->monitor_thread(), nullptr);
   EXPECT_FALSE(manager->running());
+}
+
+using ShutDown = ManagerTest;
+
+TEST_F(ShutDown, LeavesNoThreadThatCallsTheClient) {
+  offer("notes");
+  start("notes");
+  system.keep_monitor_awake();
+  manager->shut_down();
+  EXPECT_FALSE(manager->monitor_thread()->is_alive());
+  expect_empty_books();
+  testing::internal::CaptureStdout();
+  write_output("dropped\n");
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+  set_output(nullptr);
 }
 
 TEST_F(Construction, FailsWithoutAStateDirectory) {

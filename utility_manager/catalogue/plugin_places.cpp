@@ -53,8 +53,8 @@ const platform::SearchedDirectory* PluginPlaces::directory(const std::string& pl
                                                            bool is_builtin) {
   auto& [path, directory] = base(plugin_name, is_builtin);
   if (!path || path->empty()) return nullptr;
-  if (!directory) directory.emplace(*path);
-  return &*directory;
+  if (!directory) directory = std::make_shared<const platform::SearchedDirectory>(*path);
+  return directory.get();
 }
 
 PluginPlaces::Base& PluginPlaces::base(const std::string& plugin_name, bool is_builtin) {

@@ -2,16 +2,20 @@
 
 #include <initializer_list>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "utility_manager/platform/files.h"
 #include "utility_manager/values/value.h"
 
 /// Where plugins and their files lie.
 namespace utility_manager {
+
+namespace platform {
+class SearchedDirectory;
+}  // namespace platform
 
 /// The built-in test: by flag, or by the plugin's name.
 bool is_builtin_plugin(bool builtin, std::string_view plugin_name);
@@ -41,7 +45,7 @@ class PluginPlaces {
  private:
   struct Base {
     std::optional<std::string> path;
-    std::optional<platform::SearchedDirectory> directory;  ///< opened when first needed
+    std::shared_ptr<const platform::SearchedDirectory> directory;  ///< null before it is needed
   };
 
   Base& base(const std::string& plugin_name, bool is_builtin);

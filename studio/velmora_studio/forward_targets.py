@@ -18,7 +18,7 @@ class Targets:
         """None where `find` would have to wait, or would fail."""
         name, group = address.utility_name, address.group_name
         if self._operations.access.may_surely_use(name, group):
-            return self._operations.table.find_now(name, group)
+            return self._operations.running.table.find_now(name, group)
         return None
 
     async def find(self, address: Address) -> Instance:
@@ -27,7 +27,7 @@ class Targets:
         if not await self._operations.may_use(name, group):
             known = self._operations.registration(name)
             raise NotForwarded(Cause.refused if known else Cause.unknown)
-        instance = await self._operations.table.find(name, group)
+        instance = await self._operations.running.table.find(name, group)
         if instance is None:
             raise self._why_nothing_runs(address)
         return instance
@@ -40,10 +40,10 @@ class Targets:
     async def why_silent(self, address: Address, instance: Instance, cause: Cause) -> NotForwarded:
         """After a connection that failed: `cause`, if the instance runs all the same."""
         try:
-            await self._operations.table.renew()
+            await self._operations.running.table.renew()
         except TimeoutError:  # a long stop is going on
             return NotForwarded(cause)
-        if self._operations.table.get(instance.server_id):
+        if self._operations.running.table.get(instance.server_id):
             return NotForwarded(cause)
         return self._why_nothing_runs(address)
 
@@ -57,5 +57,5 @@ class Targets:
         return Notice(address, reason, shown, language, self._operations.own_origin)
 
     def _why_nothing_runs(self, address: Address) -> NotForwarded:
-        end = self._operations.last_words.last_end(address.utility_name, address.group_name)
+        end = self._operations.running.last_words.last_end(address.utility_name, address.group_name)
         return NotForwarded(Cause.ended, end.text) if end else NotForwarded(Cause.stopped)

@@ -83,7 +83,7 @@ class Live:
         self._studio: dict[str, Any] = {}
         self._reading: asyncio.Task | None = None  # of the studio
         self._wake = asyncio.Event()
-        operations.on_change = self.change
+        operations.running.on_change = self.change
 
     def change(self) -> None:
         self._wake.set()
@@ -100,7 +100,7 @@ class Live:
 
     async def _publish_while_watched(self) -> None:
         self._studio = {}
-        self._operations.table.look_again()
+        self._operations.running.table.look_again()
         while self._clients:
             self._wake.clear()
             try:
@@ -111,7 +111,7 @@ class Live:
                 async with asyncio.timeout(SAMPLE_SECONDS):
                     await self._wake.wait()
             except TimeoutError:
-                self._operations.table.look_again()
+                self._operations.running.table.look_again()
 
     async def _publish(self) -> None:
         studio = await self._present_studio()

@@ -20,10 +20,10 @@ class Permissions:
 
     async def instance(self, server_id: str) -> Instance | None:
         """Refuses an instance that the user may not use; None if there is none."""
-        instance = self._operations.table.get(server_id)
+        instance = self._operations.running.table.get(server_id)
         if instance is None:
-            await self._operations.fresh_instances()
-            instance = self._operations.table.get(server_id)
+            await self._operations.running.fresh_instances()
+            instance = self._operations.running.table.get(server_id)
         if instance:
             await self.check(instance.utility_name, instance.group_name)
         return instance

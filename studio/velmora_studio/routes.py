@@ -81,7 +81,7 @@ class Routes:
             await asyncio.to_thread(set_default_language, request.language)
         except ValueError as error:
             raise HTTPException(422, str(error)) from error
-        self._operations.on_change()
+        self._operations.running.on_change()
         return await self.studio()
 
     async def utilities(self) -> Any:
@@ -97,11 +97,11 @@ class Routes:
         return await self._place("create_exp", group_name)
 
     async def running(self) -> Any:
-        instances = await self._operations.fresh_instances()
+        instances = await self._operations.running.fresh_instances()
         return await asyncio.to_thread(show_running, self._operations, instances)
 
     async def running_grouped(self) -> Any:
-        return await self._operations.look(show_running_grouped, self._operations)
+        return await self._operations.running.look(show_running_grouped, self._operations)
 
     async def start(self, request: StartRequest) -> Any:
         name, group = request.utility_name, request.group_name
@@ -134,7 +134,7 @@ class Routes:
 
     async def stop_all(self) -> Any:
         """Ends everything, if the user may use it all; else what he may use."""
-        instances = await self._operations.fresh_instances()
+        instances = await self._operations.running.fresh_instances()
         own = await asyncio.to_thread(show_running, self._operations, instances)
         if len(own) == len(instances):
             await self._operations.stop_all()
@@ -151,7 +151,7 @@ class Routes:
         return LiveAnswer(self._live)
 
     async def _place(self, place: str, group_name: str = "") -> Any:
-        await self._operations.fresh_instances()
+        await self._operations.running.fresh_instances()
         entries = await asyncio.to_thread(show_place, self._operations, place, group_name)
         return JsonAnswer(entries)
 

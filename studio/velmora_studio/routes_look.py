@@ -59,11 +59,11 @@ class LookRoutes:
 
     async def details(self, utility_name: str, group_name: str = "") -> Any:
         await self._permissions.check(utility_name, group_name or None)
-        instance = self._operations.table.find_now(utility_name, group_name or None)
+        instance = self._operations.running.table.find_now(utility_name, group_name or None)
         return await asyncio.to_thread(describe_utility, self._operations, utility_name, instance)
 
     async def stderr(self, server_id: str, max_chars: int = Query(800, ge=1)) -> Any:
-        end = self._operations.last_words.end_of(server_id)
+        end = self._operations.running.last_words.end_of(server_id)
         if end:
             await self._permissions.check(end.instance.utility_name, end.instance.group_name)
             return {"running": False, "text": end.text[-max_chars:]}
@@ -85,14 +85,14 @@ class LookRoutes:
         text is left out if it is the one whose `version` is `known`."""
         group = group_name or None
         await self._permissions.check(utility_name, group)
-        instance = self._operations.table.find_now(utility_name, group)
-        end = self._operations.last_words.last_end(utility_name, group)
+        instance = self._operations.running.table.find_now(utility_name, group)
+        end = self._operations.running.last_words.last_end(utility_name, group)
         server_id = instance.server_id if instance else end and end.instance.server_id
         text = (await self.stderr(server_id, LONGEST_TEXT))["text"] if server_id else ""
         version = hashlib.sha256(f"{server_id} {text}".encode(errors="replace")).hexdigest()[:16]
         about = {
             "running": instance is not None,
-            "adopted": instance is not None and self._operations.is_adopted(instance),
+            "adopted": instance is not None and self._operations.running.is_adopted(instance),
             "exit": end.exit if end and not instance else None,
             "version": version,
         }
@@ -101,7 +101,7 @@ class LookRoutes:
     async def usage(self) -> Any:
         """Processor time in percent of one core since the last look, and memory in bytes."""
         operations = self._operations
-        instances = operations.table.all()
+        instances = operations.running.table.all()
 
         def measure() -> dict[str, Any]:
             own = [each for each in instances if may_see(operations.access, vars(each))]
@@ -110,9 +110,9 @@ class LookRoutes:
         return await asyncio.to_thread(measure)
 
     async def dismiss(self, request: DismissRequest) -> Any:
-        failure = self._operations.failures.get(request.id)
+        failure = self._operations.running.failures.get(request.id)
         if failure:
             await self._permissions.check(failure["utility_name"], failure["group_name"] or None)
-            self._operations.failures.dismiss(request.id)
-            self._operations.on_change()
+            self._operations.running.failures.dismiss(request.id)
+            self._operations.running.on_change()
         return {}

@@ -34,10 +34,10 @@ def describe_all(operations: Operations, studio: dict[str, Any]) -> dict[str, di
     """Everything that is told as it changes: maps whose values are told one by one. Nothing here
     waits for the manager, or for a file but that of the users' rights."""
     access = operations.access
-    visible = [each for each in operations.table.all() if may_see(access, vars(each))]
-    starting = [each for each in list(operations.starting) if may_see(access, each)]
-    failures = [each for each in operations.failures.all() if may_see(access, each)]
-    waits = {"waits": bool(operations.stopping)}
+    visible = [each for each in operations.running.table.all() if may_see(access, vars(each))]
+    starting = [each for each in list(operations.running.starting) if may_see(access, each)]
+    failures = [each for each in operations.running.failures.all() if may_see(access, each)]
+    waits = {"waits": bool(operations.running.stopping)}
     return {
         "studio": studio,
         "running": {each.server_id: describe_instance(each, operations) for each in visible},
@@ -66,10 +66,10 @@ def describe_instance(instance: Instance, operations: Operations) -> dict[str, A
         "full_path": f"{prefix_of(name, group)}/{route.removeprefix('/')}",
         "create_time": instance.created,
         "icon": operations.catalogue.icons.address(info),
-        "adopted": operations.is_adopted(instance),
+        "adopted": operations.running.is_adopted(instance),
         "persistent": bool(info.get("persistent")),
-        "readiness": operations.readiness.of(instance.server_id),
-        "stopping": instance.server_id in operations.stopping,
+        "readiness": operations.running.readiness.of(instance.server_id),
+        "stopping": instance.server_id in operations.running.stopping,
     }
     return described if group is None else described | {"group_name": group}
 
@@ -103,7 +103,8 @@ def show_running_grouped(operations: Operations) -> dict[str, Any]:
 
 def show_place(operations: Operations, place: str, group_name: str) -> list[Entry]:
     """The entries of a place, each with the instance that runs."""
-    running = {(each.utility_name, each.group_name): each for each in operations.table.all()}
+    instances = operations.running.table.all()
+    running = {(each.utility_name, each.group_name): each for each in instances}
 
     def with_instance(entry: Entry) -> Entry:
         bound = entry["require_group_name"] and entry["display_location"] != "navbar"

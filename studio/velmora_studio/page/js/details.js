@@ -6,7 +6,7 @@ import { aboutOf, groupTitle } from "./naming.js";
 import { statusOfKey, store } from "./store.js";
 import { currentLanguage, hasText, t } from "./texts.js";
 
-/** @typedef {import("./workspace.js").Opened} Opened */
+/** @typedef {import("./opened.js").Opened} Opened */
 /** @typedef {{name: string, value: string, code?: boolean}} Fact */
 
 /** @returns {import("./types.js").View<{opened: Opened, shown: boolean}>} */

@@ -5,7 +5,7 @@ import { h, setAttribute, setText, show } from "./dom.js";
 import { exitText } from "./naming.js";
 import { t } from "./texts.js";
 
-/** @typedef {import("./workspace.js").Opened} Opened */
+/** @typedef {import("./opened.js").Opened} Opened */
 /**
  * @typedef {Object} Lines
  * @property {boolean} running

@@ -11,7 +11,7 @@ import { openEvents } from "./events.js";
 import { setUpFilter } from "./filter.js";
 import { setUpKeyboard } from "./keyboard.js";
 import { setUpMenu } from "./menu.js";
-import { renderNotices } from "./notices.js";
+import { renderNotices } from "./notice_list.js";
 import { readPlugins, renderPlugins } from "./plugins.js";
 import { renderEmptyRunning, renderRunning } from "./running.js";
 import {

@@ -8,12 +8,12 @@ import { h, setAttribute, setText, show } from "./dom.js";
 import { createFailure } from "./failure.js";
 import { createLines } from "./lines.js";
 import { addressOf } from "./naming.js";
+import { nameOf } from "./opened.js";
 import { addressOfView, currentView, go, leadsTo, utilityView } from "./router.js";
 import { statusOfKey } from "./store.js";
 import { t } from "./texts.js";
-import { nameOf } from "./workspace.js";
 
-/** @typedef {import("./workspace.js").Opened} Opened */
+/** @typedef {import("./opened.js").Opened} Opened */
 /** @typedef {import("./types.js").Server} Server */
 /** @typedef {import("./types.js").Status} Status */
 /** @typedef {import("./types.js").PageView["part"]} Part */

@@ -2,27 +2,17 @@
 
 import { byId, h, setAttribute, setText, show, sync } from "./dom.js";
 import { createTile } from "./icons.js";
-import { groupTitle, keyOfServer, titleOf } from "./naming.js";
+import { closeBut, describing, nameOf, open, opened } from "./opened.js";
 import { createPanel } from "./panel.js";
 import { problemCount } from "./plugins.js";
 import { addressOfView, currentView, go, leadsTo, overview, plugins, utilityView } from "./router.js";
-import { changed, entryOf, statusOfKey, store } from "./store.js";
+import { changed, statusOfKey, store } from "./store.js";
 import { t } from "./texts.js";
 
 /** @typedef {import("./types.js").Server} Server */
-/** @typedef {import("./types.js").Entry} Entry */
 /** @typedef {import("./types.js").PageView} PageView */
-/**
- * @typedef {Object} Opened A utility with a tab and a frame here, whether it still runs or not.
- * @property {string} key
- * @property {string} name
- * @property {string} group "" for none
- */
+/** @typedef {import("./opened.js").Opened} Opened */
 
-const keptName = "velmora.opened";
-
-/** @type {Opened[]} */
-let opened = restore();
 let shownUser = "";
 let shownKey = "";
 
@@ -76,31 +66,6 @@ function revealTab() {
   byId("tabs").querySelector("[aria-current]")?.scrollIntoView({ block: "start", inline: "nearest" });
 }
 
-/**
- * The instance if it runs, else the entry, to take title and icon from.
- *
- * @param {Opened} tab
- * @returns {Server|Entry|{utility_name: string, title: null, en_title: string, icon: null}}
- */
-function describing(tab) {
-  const nothing = { utility_name: tab.name, title: null, en_title: "", icon: null };
-  return statusOfKey(tab.key).server ?? entryOf(tab.name) ?? nothing;
-}
-
-/** @param {Opened} tab */
-export function nameOf(tab) {
-  const title = titleOf(describing(tab));
-  const group = groupTitle(tab.group, store.state?.studio.groups ?? []);
-  return tab.group ? t("inGroup", { title, group }) : title;
-}
-
-/** @param {PageView} view */
-function open({ key, name, group }) {
-  if (opened.some((tab) => tab.key === key)) return;
-  opened = [...opened, { key, name, group }];
-  keep();
-}
-
 function focusActive() {
   renderWorkspace();
   const panel = [...byId("frames").children].find((each) => each.dataset.key === currentView().key);
@@ -110,8 +75,7 @@ function focusActive() {
 /** @param {string} key */
 function close(key) {
   const index = opened.findIndex((tab) => tab.key === key);
-  opened = opened.filter((tab) => tab.key !== key);
-  keep();
+  closeBut((tab) => tab.key !== key);
   const next = opened[Math.min(index, opened.length - 1)];
   if (currentView().key === key) go(next ? pageOf(next) : overview);
   renderWorkspace();
@@ -124,8 +88,7 @@ function forgetForeign() {
   if (!user || user === shownUser) return;
   const first = !shownUser;
   shownUser = user;
-  opened = opened.filter((tab) => statusOfKey(tab.key).server);
-  keep();
+  closeBut((tab) => Boolean(statusOfKey(tab.key).server));
   const { kind, key } = currentView();
   if (!first && kind === "utility" && !opened.some((tab) => tab.key === key)) go(overview);
 }
@@ -178,21 +141,4 @@ function markOf(tab) {
   if (tab.kind === "plugins") return problemCount() ? t("problemCount", { count: problemCount() }) : "";
   const { kind } = statusOfKey(tab.key);
   return kind === "running" ? "" : t(kind === "stopped" ? "ended" : kind);
-}
-
-function keep() {
-  try {
-    sessionStorage.setItem(keptName, JSON.stringify(opened));
-  } catch {
-    // It holds for this page alone.
-  }
-}
-
-/** @returns {Opened[]} */
-function restore() {
-  try {
-    return JSON.parse(sessionStorage.getItem(keptName) ?? "[]");
-  } catch {
-    return [];
-  }
 }

@@ -61,7 +61,7 @@ async def serve(
 ) -> None:
     operations = Operations(manager)
     operations.own_origin = f"http://{HOST}:{port_of(own)}"
-    adopted = await operations.instances()
+    adopted = await operations.running.instances()
     operations.warm_up()
 
     def tell_started() -> None:

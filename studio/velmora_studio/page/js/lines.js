@@ -22,6 +22,7 @@ export function createLines() {
   let opened = /** @type {Opened|null} */ (null);
   let [timer, asking] = [0, false];
   let [known, text] = ["", ""];
+  let told = /** @type {Lines|null} */ (null);
   const searchText = h("span", { className: "unseen" });
   const search = h("input", { type: "search", className: "input", oninput: render });
   const follow = h("input", { type: "checkbox", checked: true, onchange: render });
@@ -29,9 +30,13 @@ export function createLines() {
   const found = h("span", { className: "hint", role: "status" });
   const state = h("p", { className: "lines-state", "data-part": "lines-state" });
   const output = h("pre", { className: "lines", tabIndex: 0, "data-part": "lines" });
-  // Whoever scrolls up wants to read, and whoever comes back to the end to follow.
+  // Whoever scrolls up wants to read, and whoever comes back to the end to follow. Lines that come
+  // and a page that changes its form move the end away, too.
+  let top = 0;
   output.addEventListener("scroll", () => {
-    follow.checked = output.scrollHeight - output.scrollTop - output.clientHeight < 24;
+    const isAtEnd = output.scrollHeight - output.scrollTop - output.clientHeight < 24;
+    follow.checked = isAtEnd || (follow.checked && output.scrollTop >= top);
+    top = output.scrollTop;
   });
   const node = h(
     "div",
@@ -54,6 +59,7 @@ export function createLines() {
     setAttribute(search, "placeholder", t("searchLines"));
     setText(followText, t("follow"));
     setAttribute(output, "aria-label", t("lastLines"));
+    if (told) setText(state, stateOf(told));
     opened = now;
     show(node, shown);
     if (shown && !timer) look();
@@ -70,22 +76,21 @@ export function createLines() {
     timer = window.setTimeout(look, pause);
     if (asking || (document.hidden && known)) return;
     asking = true;
-    // The Studio asks the manager, which lets nobody in while it stops something.
-    const waits = setTimeout(() => setText(state, t("waitsForStop")), 2 * pause);
     try {
       const query = { utility_name: opened.name, group_name: opened.group, known };
       take(await get("/api/utility/lines", query));
     } catch (error) {
       if (!(error instanceof RequestError)) throw error;
+      told = null;
       setText(state, error.message);
     } finally {
-      clearTimeout(waits);
       asking = false;
     }
   }
 
   /** @param {Lines} lines */
   function take(lines) {
+    told = lines;
     setText(state, stateOf(lines));
     setAttribute(state, "data-ended", lines.exit ? "" : null);
     if (lines.text === undefined) return;

@@ -80,6 +80,7 @@ class FakeHandle : public platform::ProcessHandle {
   std::function<void()> on_terminate;
   std::function<std::shared_ptr<platform::Stream>()> on_error_stream;
   std::vector<std::optional<double>> waits;
+  bool gave_id_away = false;
 
   std::int64_t pid() const override { return pid_; }
   std::optional<int> poll() override { return on_poll(); }
@@ -92,6 +93,7 @@ class FakeHandle : public platform::ProcessHandle {
     return on_poll();
   }
   std::optional<int> returncode() const override { return on_poll(); }
+  bool id_has_new_owner() const override { return gave_id_away; }
   std::shared_ptr<platform::Stream> output_stream() const override { return nullptr; }
   std::shared_ptr<platform::Stream> error_stream() const override {
     return on_error_stream ? on_error_stream() : nullptr;

@@ -293,6 +293,12 @@ TEST_F(ProcessControl, PoliteStops) {
   EXPECT_EQ(processes.kills, whole_tree);
 
   SetUp();
+  processes.kills.clear();
+  child->gave_id_away = true;
+  EXPECT_TRUE(stop_utility_process(child, 0));
+  EXPECT_EQ(processes.kills, Lines());
+
+  SetUp();
   child->on_poll = []() -> std::optional<int> { throw std::runtime_error("can't be asked"); };
   const auto no_id = std::make_shared<FakeHandle>(0);
   EXPECT_TRUE(stop_utility_process(no_id, 0));

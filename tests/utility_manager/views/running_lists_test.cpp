@@ -160,6 +160,16 @@ TEST_F(RunningLists, WaitForAStopWhileTheCatalogueDoesNot) {
   EXPECT_TRUE(stopped.get());
 }
 
+TEST_F(RunningLists, BeginAgainWhereTheTableHasChanged) {
+  start_instances();
+  client.before = [&](const std::string& asked) {
+    if (asked == "get_gui_addr") manager->_handle_server_died("b");
+  };
+  const auto list = to_value(manager->list_utility_servers(), Shown::in_list);
+  EXPECT_EQ(each(list, "server_id"), "a c d e ");
+  EXPECT_EQ(client.calls, once);
+}
+
 TEST_F(RunningLists, LetFailuresThroughAndComeOutUnlocked) {
   start_instances();
   adopt("dead", 8006);

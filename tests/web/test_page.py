@@ -32,7 +32,6 @@ def say(working, word):
     working.pages.get(f"/utility/daily/{word}")
 
 
-
 def test_search_filter_favourites_and_folds(page, working):
     everything = page.values("#place-default .entry")
     assert len(everything) > 20
@@ -202,6 +201,23 @@ def test_a_hostile_page_reaches_nothing_of_the_studio(page, working):
     page.find("body[data-connection=open]")
     assert working.names() == ["hostile"] and working.get("studio")["user"] == "admin"
     page.complaints()  # of all that was refused
+
+
+STREAMS = """window.streams = [...Array(8)].map(() => new EventSource("events"));"""
+OPEN = "return window.streams.filter((stream) => stream.readyState === EventSource.OPEN).length"
+
+
+def test_streams_of_a_utility_leave_the_page_its_connections(page, working):
+    working.start("streams")
+    page.click(f"{entry('streams', status='running')} [data-action=open]")
+    with page.frame("streams"):
+        page.run(STREAMS)
+        page.wait(lambda: page.run(OPEN) == 6)  # as many as a browser opens to one origin
+    page.choose("#language", "zh")
+    page.has_text("#tabs", "插件")
+    page.click(".panel[data-utility=streams] [data-action=stop]")
+    page.wait(lambda: working.names() == [])
+    page.complaints()  # of the streams that have ended
 
 
 @pytest.mark.skipif(not AXE.exists(), reason="tools/setup has installed no axe-core")

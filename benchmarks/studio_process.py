@@ -63,6 +63,10 @@ class Studio:
             assert answer.status == 200, text
             return json.loads(text)
 
+    def own_lines(self) -> list[str]:
+        """What it has printed, but for what utilities write."""
+        return [line for line in self.lines if not line.startswith("[UTILITY-")]
+
     def sockets(self) -> int:
         """How many its process has open."""
         folder, count = f"/proc/{self.process.pid}/fd", 0

@@ -59,12 +59,12 @@ def beside_a_download(studio: Studio) -> Row:
 
 
 def abandoned_download(studio: Studio) -> Row:
-    before, said = studio.sockets(), len(studio.lines)
+    before, said = studio.sockets(), len(studio.own_lines())
     with asked(studio.forward_port, "/utility/pages/large") as connection:
         connection.recv(1 << 20)
     seconds = measuring.seconds_of(
         lambda: measuring.wait_for(lambda: studio.sockets() <= before))
-    lines = len(studio.lines) - said
+    lines = len(studio.own_lines()) - said
     return Row("An abandoned download ends", f"{milliseconds(seconds)}, {lines} lines printed", "",
                seconds * 1000 if not lines else float("inf"), 1000, "ms", True)
 

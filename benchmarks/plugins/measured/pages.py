@@ -28,7 +28,7 @@ class Pages(asyncio.Protocol):
                 self._transport.write(EVENTS if request.startswith(b"GET /events") else PAGE)
 
     def _send(self) -> None:
-        while self._left and not self._is_full:
+        while self._left and not self._is_full and not self._transport.is_closing():
             piece = PIECE[: self._left]
             self._left -= len(piece)
             self._transport.write(piece)

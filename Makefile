@@ -5,7 +5,7 @@ NEEDS = build
 STUDIO ?= PYTHONPATH=build/python:studio /usr/bin/python3 -m velmora_studio
 
 .DEFAULT_GOAL := build
-.PHONY: run console test build bench format lint sanitize clean
+.PHONY: run console test build bench deb format lint sanitize clean
 
 # Builds everything and runs the small Studio, with STUDIO_OPTIONS such as --no-token.
 run: NEEDS = run
@@ -27,6 +27,10 @@ build:
 	cmake --preset release
 	cmake --build --preset release --target module-$(INSPECTION) utility-manager
 	ln -sfn release/$(MODULE) build/$(MODULE)
+
+# Leaves the Debian packages in build/deb.
+deb:
+	tools/deb
 
 bench:
 	tools/bench

@@ -8,6 +8,8 @@ Services& bound() {
   return *services;
 }
 
+thread_local std::uint64_t asked = 0;
+
 }  // namespace
 
 void bind(const Services& services) {
@@ -15,7 +17,12 @@ void bind(const Services& services) {
 }
 
 const Services& services() {
+  ++asked;
   return bound();
+}
+
+std::uint64_t times_asked() {
+  return asked;
 }
 
 }  // namespace utility_manager::host

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 #include "utility_manager/host/device.h"
 #include "utility_manager/host/local.h"
 #include "utility_manager/host/organization.h"
@@ -21,7 +23,11 @@ struct Services {
 /// Binds the services. Call it before the first manager is made, and while no thread uses one.
 void bind(const Services& services);
 
-/// The services bound. A service that was never bound is null.
+/// The services bound, for whoever is about to ask one. A service that was never bound is null.
 const Services& services();
+
+/// How often this thread has been about to ask: while it stays the same, nothing has changed by the
+/// client's doing on this thread.
+std::uint64_t times_asked();
 
 }  // namespace utility_manager::host

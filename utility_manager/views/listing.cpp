@@ -37,6 +37,11 @@ GroupedEntries Listing::grouped_entries(const ServerTable::Records& instances) {
   return result;
 }
 
+bool Listing::must_look_again() {
+  const auto asked = host::times_asked();
+  return std::exchange(asked_before_, asked) != asked;
+}
+
 RunningEntry Listing::entry(const ServerTable::Record& instance) {
   auto& known = registered(*instance);
   const auto& utility = known.utility;

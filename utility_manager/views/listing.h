@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <optional>
@@ -28,6 +29,10 @@ class Listing {
 
   /// An instance as the look-up shows it: for exactly its group, whatever is registered.
   RunningEntry found_entry(const ServerTable::Record& instance);
+
+  /// Whether a look-up has to find out anew what runs: true at first, and again when the client has
+  /// been asked for something since. Between two such moments a view takes no time.
+  bool must_look_again();
 
   /// What a view shows of a utility. `running` is null unless an instance of it runs where the view
   /// looks; `group_name` is that place.
@@ -58,6 +63,7 @@ class Listing {
   std::vector<Registered> utilities_;             ///< those of `catalogued_`, in its order
   std::unordered_map<std::string, Registered> asked_for_;
   Registered nameless_;
+  std::optional<std::uint64_t> asked_before_;  ///< the last look-up
   std::map<std::string, bool> group_decisions_;
 };
 

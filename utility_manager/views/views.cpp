@@ -34,7 +34,7 @@ std::optional<RunningEntry> UtilityServerManager::_find_running_utility(
 std::optional<RunningEntry> UtilityServerManager::find_running(
     const std::string& utility_name, const std::optional<std::string>& group_name,
     Listing& listing) {
-  sweep_dead_servers();
+  if (listing.must_look_again()) sweep_dead_servers();
   const auto instances = servers_now();
   for (const auto& instance : *instances) {
     if (instance->utility_name == utility_name && instance->group_name == group_name) {

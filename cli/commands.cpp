@@ -10,6 +10,7 @@
 #include "utility_manager/platform/failures.h"
 #include "utility_manager/platform/files.h"
 #include "utility_manager/platform/paths.h"
+#include "utility_manager/platform/process_reference.h"
 #include "utility_manager/supervision/instance.h"
 
 namespace utility_manager::cli {
@@ -56,6 +57,14 @@ int why(const Arguments& arguments, const Terminal& terminal) {
   return finding.state == State::running ? 0 : 1;
 }
 
+/// True when the instance has ended, which its client may not have noticed yet.
+bool end(const ServerInfo& record) {
+  const Instance instance(record);
+  if (instance.stop()) return true;
+  const auto* const watched = instance.watched();
+  return watched && platform::may_have_ended({&watched, 1}).front();
+}
+
 int stop(const Arguments& arguments, const Terminal&) {
   const auto findings = findings_of(arguments);
   const auto& finding = find(findings, arguments.id);
@@ -64,7 +73,7 @@ int stop(const Arguments& arguments, const Terminal&) {
   }
   refuse_beside_client(arguments);
   const bool ran = finding.state == State::running;
-  const bool has_gone = !ran || Instance(finding.record).stop();
+  const bool has_gone = !ran || end(finding.record);
   if (has_gone) remove_state_file(arguments, finding);
   const auto* const outcome = !has_gone ? "could not be ended" : ran ? "stopped" : "had gone";
   say(arguments, outcome_json(finding, outcome), name_of(finding) + ": " + outcome + "\n");

@@ -32,16 +32,16 @@ class Directory:
         self.children: list[subprocess.Popen] = []
 
     def spawn(self, *words: str) -> subprocess.Popen:
-        """Collected when it ends, as an instance without a client is."""
         child = subprocess.Popen([sys.executable, *words], stdin=subprocess.PIPE)
         self.children.append(child)
-        threading.Thread(target=child.wait, daemon=True).start()
         return child
 
-    def utility(self) -> tuple[str, int]:
-        """A running instance on record."""
+    def utility(self, is_orphan: bool = True) -> tuple[str, int]:
+        """A running instance on record. One without a client is collected when it ends."""
         server_id = str(uuid.uuid4())
         child = self.spawn("-c", "import sys; sys.stdin.read()", "--server-id", server_id)
+        if is_orphan:
+            threading.Thread(target=child.wait, daemon=True).start()
         self.record(server_id, pid=child.pid)
         return server_id, child.pid
 
@@ -72,6 +72,7 @@ def directory(tmp_path):
     yield directory
     for child in directory.children:
         child.kill()
+        child.wait()
 
 
 @pytest.fixture
@@ -147,6 +148,12 @@ def test_stop_ends_the_process_and_removes_its_file(directory, all_kinds):
     for other in ("another", "incomplete", "unreadable"):
         assert "isn't known to run" in directory.run("stop", other, code=1)
     assert directory.files() == {"another", "incomplete", "unreadable"}
+
+
+def test_stop_doesnt_rest_on_the_parent(directory):
+    server_id, _ = directory.utility(is_orphan=False)
+    assert directory.json("stop", server_id)["outcome"] == "stopped"
+    assert directory.files() == set()
 
 
 def test_clean_shows_first_and_keeps_what_may_live(directory, all_kinds):

@@ -31,7 +31,7 @@ std::vector<Finding> findings_of(const Arguments& arguments) {
 }
 
 void refuse_beside_client(const Arguments& arguments) {
-  if (arguments.force || !platform::is_directory_used(state_directory(arguments))) return;
+  if (arguments.force || !platform::is_directory_used(arguments.directory)) return;
   throw std::runtime_error("a client uses this directory; leave it to the client, or say --force");
 }
 

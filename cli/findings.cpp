@@ -4,6 +4,7 @@
 #include <cmath>
 #include <stdexcept>
 
+#include "utility_manager/limits.h"
 #include "utility_manager/persistence/state_file_form.h"
 #include "utility_manager/platform/files.h"
 #include "utility_manager/platform/system.h"
@@ -13,8 +14,6 @@
 
 namespace utility_manager::cli {
 namespace {
-
-constexpr std::string_view suffix = ".json";
 
 std::optional<platform::ProcessIdentity> identity_of(std::int64_t pid) {
   try {
@@ -39,11 +38,10 @@ void compare(const StateFile& file, Finding& finding) {
   finding.state = adoption.refuted ? State::another : State::running;
 }
 
-Finding examine(const platform::DirectoryFile& entry) {
+Finding examine(const std::string& file_name, const std::optional<StateFile>& file) {
   Finding finding;
-  finding.file_name = entry.name;
-  finding.record.server_id = entry.name.substr(0, entry.name.size() - suffix.size());
-  const auto file = entry.bytes ? read_state_file(*entry.bytes) : std::nullopt;
+  finding.file_name = file_name;
+  finding.record.server_id = file_name.substr(0, file_name.size() - state_file_suffix.size());
   if (!file) return finding;
   if (!file->stale()) {
     compare(*file, finding);
@@ -86,8 +84,11 @@ const char* adoption_of(State state) {
 
 std::vector<Finding> look_at(const std::string& state_directory) {
   std::vector<Finding> findings;
-  for (const auto& entry : platform::read_directory(state_directory, suffix)) {
-    findings.push_back(examine(entry));
+  platform::Directory directory(state_directory);
+  while (const char* const name = directory.next()) {
+    if (!std::string_view(name).ends_with(state_file_suffix)) continue;
+    const auto content = directory.read(name, limits::state_file_bytes);
+    findings.push_back(examine(name, content ? read_state_file(content->bytes) : std::nullopt));
   }
   std::ranges::sort(findings, {}, [](const Finding& finding) {
     return std::pair(age_key(finding), finding.record.server_id);

@@ -45,6 +45,9 @@ inline constexpr double monitor_join = 2.0;
 inline constexpr double identity_delay = 2.0;
 inline constexpr double identity_lead = 60.0;
 
+// State files: what is larger is none.
+inline constexpr std::size_t state_file_bytes = 1024 * 1024;
+
 // Stderr snippets. The last two bound the final read of a dead child's stream.
 inline constexpr long long snippet_characters = 800;
 inline constexpr double snippet_wait = 2.0;

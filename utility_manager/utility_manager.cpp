@@ -2,13 +2,17 @@
 
 #include "utility_manager/output.h"
 #include "utility_manager/persistence/state_directory.h"
+#include "utility_manager/persistence/state_file_reader.h"
 #include "utility_manager/platform/directory_use.h"
+#include "utility_manager/platform/paths.h"
 #include "utility_manager/supervision/monitor_thread.h"
 
 namespace utility_manager {
 
 UtilityServerManager::UtilityServerManager()
-    : state_dir_(make_state_directory()), use_of_state_dir_(platform::use_directory(state_dir_)) {
+    : state_dir_(make_state_directory()),
+      use_of_directory_(platform::use_directory(platform::directory_part(state_dir_))),
+      state_files_(std::make_shared<StateFileReader>()) {
   _load_persisted_states();
   catalogue_.all();
 }

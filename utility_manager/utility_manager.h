@@ -77,6 +77,7 @@ namespace utility_manager {
 
 struct CatalogueView;
 class Listing;
+class StateFileReader;
 class MonitorThread;
 
 /// Keeps the books of what runs: starts utilities as child processes, watches and ends them. To be
@@ -244,11 +245,12 @@ class UtilityServerManager : public std::enable_shared_from_this<UtilityServerMa
 
   // Constant after construction.
   const std::string state_dir_;
-  const std::shared_ptr<const void> use_of_state_dir_;
+  const std::shared_ptr<const void> use_of_directory_;  ///< of the client's configuration directory
 
   // With protection of their own. What changes table, ports and catalogue holds `lock`.
   ServerTable servers_;
   PortPool ports_;
+  const std::shared_ptr<StateFileReader> state_files_;
   Catalogue catalogue_{lock};
   std::atomic<bool> running_ = false;
   mutable std::mutex monitor_mutex_;

@@ -9,6 +9,9 @@
 
 namespace utility_manager {
 
+/// What the name of a state file ends in.
+inline constexpr std::string_view state_file_suffix = ".json";
+
 /// What a state file says about its instance.
 struct StateFile {
   /// Empty, 0 and 0 where the file says nothing usable. A file that lacks one of them is stale.

@@ -1,8 +1,11 @@
 #include <cmath>
+#include <unordered_map>
 
 #include "utility_manager/persistence/state_file_form.h"
+#include "utility_manager/persistence/state_file_reader.h"
 #include "utility_manager/platform/files.h"
 #include "utility_manager/platform/paths.h"
+#include "utility_manager/platform/process_reference.h"
 #include "utility_manager/platform/system.h"
 #include "utility_manager/supervision/instance.h"
 #include "utility_manager/supervision/process_control.h"
@@ -12,10 +15,13 @@
 namespace utility_manager {
 namespace {
 
-constexpr std::string_view suffix = ".json";
+struct Known {
+  const ServerInfo* record = nullptr;
+  bool runs = false;  ///< for certain
+};
 
 /// The instances in the table, by identifier.
-using Known = std::unordered_map<std::string_view, const ServerInfo*>;
+using KnownInstances = std::unordered_map<std::string_view, Known>;
 
 struct Candidate {
   std::string file_name;
@@ -30,18 +36,23 @@ struct Reconciliation {
   bool empty() const { return remove.empty() && add.empty(); }
 };
 
-std::vector<platform::DirectoryFile> state_files_in(const std::string& directory) {
-  try {
-    return platform::read_directory(directory, suffix);
-  } catch (const std::exception&) {
-    return {};
+KnownInstances known_instances(const ServerTable::Records& table) {
+  std::vector<const platform::ProcessReference*> watched;
+  watched.reserve(table.size());
+  for (const auto& record : table) watched.push_back(Instance(*record).watched());
+  const auto may_have_ended = platform::may_have_ended(watched);
+  KnownInstances known(table.size());
+  for (std::size_t i = 0; i < table.size(); ++i) {
+    known.emplace(table[i]->server_id, Known{table[i].get(), !may_have_ended[i]});
   }
+  return known;
 }
 
 /// A known instance is told from a later owner of its id.
-bool is_alive(const StateFile& file, const ServerInfo* known) {
-  const bool same_id = known && known->pid == file.pid;
-  return same_id ? Instance(*known).holds_id() : is_process_alive(file.pid);
+bool is_alive(const StateFile& file, const Known& known) {
+  const bool same_id = known.record && known.record->pid == file.pid;
+  if (!same_id) return is_process_alive(file.pid);
+  return known.runs || Instance(*known.record).holds_id();
 }
 
 /// An instance that isn't known yet must not be refuted.
@@ -59,29 +70,37 @@ void examine_new(const std::string& file_name, const StateFile& file, std::int64
   }
 }
 
-void examine(const platform::DirectoryFile& entry, const Known& known, std::int64_t now,
+void examine(const StateFileReader::Entry& entry, const KnownInstances& known, std::int64_t now,
              Reconciliation& result) {
-  if (!entry.bytes) return;
-  const auto file = read_state_file(*entry.bytes);
-  if (!file) return;
-  if (file->stale()) {
-    const auto stem = entry.name.substr(0, entry.name.size() - suffix.size());
-    result.remove.push_back(file->server_id.empty() ? stem : file->server_id);
+  const auto& file = *entry.file;
+  if (file.stale()) {
+    const auto stem = entry.name.substr(0, entry.name.size() - state_file_suffix.size());
+    result.remove.push_back(file.server_id.empty() ? stem : file.server_id);
     return;
   }
-  const auto place = known.find(file->server_id);
-  const auto* const record = place == known.end() ? nullptr : place->second;
-  if (!is_alive(*file, record)) {
-    result.remove.push_back(file->server_id);
-  } else if (!record) {
-    examine_new(entry.name, *file, now, result);
+  const auto place = known.find(file.server_id);
+  const auto instance = place == known.end() ? Known() : place->second;
+  if (!is_alive(file, instance)) {
+    result.remove.push_back(file.server_id);
+  } else if (!instance.record) {
+    examine_new(entry.name, file, now, result);
   }
+}
+
+Reconciliation compare(const std::vector<StateFileReader::Entry>& files,
+                       const ServerTable::Records& table) {
+  Reconciliation changes;
+  if (files.empty()) return changes;
+  const auto known = known_instances(table);
+  const auto now = static_cast<std::int64_t>(std::floor(platform::system().wall_clock()));
+  for (const auto& file : files) examine(file, known, now, changes);
+  return changes;
 }
 
 }  // namespace
 
 std::string UtilityServerManager::_state_file_path(const std::string& server_id) const {
-  return platform::join_paths(state_dir_, server_id + std::string(suffix));
+  return platform::join_paths(state_dir_, server_id + std::string(state_file_suffix));
 }
 
 void UtilityServerManager::_persist_server_state(const ServerInfo& server_info,
@@ -99,15 +118,10 @@ void UtilityServerManager::_remove_state_file(const std::string& server_id) cons
 }
 
 void UtilityServerManager::_load_persisted_states() {
-  const auto files = state_files_in(state_dir_);
+  const auto files = state_files_->read(state_dir_);
   const auto table =
       servers_now();  // waits for a stop under way, also when there is nothing to load
-  if (files.empty()) return;
-  Known known;
-  for (const auto& record : *table) known.emplace(record->server_id, record.get());
-  const auto now = static_cast<std::int64_t>(std::floor(platform::system().wall_clock()));
-  Reconciliation changes;
-  for (const auto& file : files) examine(file, known, now, changes);
+  auto changes = compare(files, *table);
   if (changes.empty()) return;
   const LockHeld held(lock);
   try {

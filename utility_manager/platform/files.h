@@ -1,9 +1,10 @@
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "utility_manager/platform/descriptor.h"
 
@@ -44,14 +45,48 @@ class SearchedDirectory {
   Descriptor descriptor_;
 };
 
-/// One file of a directory, read whole.
-struct DirectoryFile {
-  std::string name;
-  std::optional<std::string> bytes;  ///< nothing when it couldn't be read
+/// What tells a file from what it was before. Times in nanoseconds since the Unix epoch.
+struct FileStamp {
+  std::uint64_t device = 0;
+  std::uint64_t inode = 0;
+  std::int64_t size = 0;
+  std::int64_t modified = 0;
+  std::int64_t changed = 0;
+
+  bool operator==(const FileStamp&) const = default;
+
+  /// True when every later change must show in the stamp. File systems count time in steps, of up
+  /// to two seconds: a file that has just changed may change again and look the same.
+  bool is_settled(double now) const;
 };
 
-/// The files of `directory` whose names end in `suffix`, in directory order. Fails when the
-/// directory can't be listed.
-std::vector<DirectoryFile> read_directory(const std::string& directory, std::string_view suffix);
+/// An open directory, to be walked once. A link stands for what it leads to.
+class Directory {
+ public:
+  /// Fails when the directory can't be opened.
+  explicit Directory(const std::string& path);
+  Directory(const Directory&) = delete;
+  Directory& operator=(const Directory&) = delete;
+  ~Directory();
+
+  /// The name of the next entry, in the system's order, valid until the next call; null at the end.
+  /// Fails when the directory can't be read.
+  const char* next();
+
+  /// Nothing for what is no regular file.
+  std::optional<FileStamp> stamp_of(const char* name) const;
+
+  struct Content {
+    FileStamp stamp;  ///< from before the bytes were read
+    std::string bytes;
+  };
+
+  /// Nothing for what is no regular file, is larger than `limit` bytes or can't be read.
+  std::optional<Content> read(const char* name, std::size_t limit) const;
+
+ private:
+  const std::string path_;
+  void* const listing_;
+};
 
 }  // namespace utility_manager::platform

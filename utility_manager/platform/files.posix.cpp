@@ -1,7 +1,9 @@
 #include "utility_manager/platform/files.h"
 
+#include <algorithm>
 #include <cerrno>
-#include <memory>
+#include <limits>
+#include <utility>
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -14,11 +16,6 @@
 
 namespace utility_manager::platform {
 namespace {
-
-struct CloseDirectory {
-  void operator()(DIR* directory) const { ::closedir(directory); }
-};
-using Directory = std::unique_ptr<DIR, CloseDirectory>;
 
 void refuse_nul(const std::string& path) {
   if (path.find('\0') != path.npos) throw SystemError(ENOENT, path);
@@ -35,26 +32,41 @@ std::optional<double> modification_time_below(int directory, const std::string& 
          1e-9 * static_cast<double>(status.st_mtim.tv_nsec);
 }
 
+std::int64_t nanoseconds(const timespec& time) {
+  return std::int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
+}
+
+FileStamp stamp_of(const struct stat& status) {
+  return {.device = status.st_dev,
+          .inode = status.st_ino,
+          .size = status.st_size,
+          .modified = nanoseconds(status.st_mtim),
+          .changed = nanoseconds(status.st_ctim)};
+}
+
 /// Appends to `bytes` until the end of the file; gives an error number, 0 for none.
-int read_to_end(const Descriptor& file, std::string& bytes) {
+int read_to_end(const Descriptor& file, std::size_t limit, std::string& bytes) {
   char buffer[16 * 1024];
   for (;;) {
     const ssize_t count = ::read(file.number(), buffer, sizeof buffer);
     if (count == 0) return 0;
     if (count > 0) bytes.append(buffer, static_cast<std::size_t>(count));
+    if (bytes.size() > limit) return EFBIG;
     if (count < 0 && errno != EINTR) return errno;
   }
 }
 
 /// Reads a regular file and nothing else, so that it never waits for a writer.
-int read_regular_file(int directory, const char* path, std::string& bytes) {
+int read_regular_file(int directory, const char* path, std::size_t limit,
+                      Directory::Content& content) {
   const Descriptor file(::openat(directory, path, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
   if (!file) return errno;
   struct stat status;
   if (::fstat(file.number(), &status) != 0) return errno;
   if (S_ISDIR(status.st_mode)) return EISDIR;
   if (!S_ISREG(status.st_mode)) return EINVAL;
-  return read_to_end(file, bytes);
+  content.stamp = stamp_of(status);
+  return read_to_end(file, limit, content.bytes);
 }
 
 int write_all(const Descriptor& file, std::string_view bytes) {
@@ -80,10 +92,11 @@ bool is_regular_file(const std::string& path) {
 
 std::string read_file(const std::string& path) {
   refuse_nul(path);
-  std::string bytes;
-  const int failure = read_regular_file(AT_FDCWD, path.c_str(), bytes);
+  Directory::Content content;
+  constexpr auto unlimited = std::numeric_limits<std::size_t>::max();
+  const int failure = read_regular_file(AT_FDCWD, path.c_str(), unlimited, content);
   if (failure != 0) throw SystemError(failure, path);
-  return bytes;
+  return std::move(content.bytes);
 }
 
 void write_file(const std::string& path, std::string_view bytes) {
@@ -130,23 +143,40 @@ std::optional<double> SearchedDirectory::modification_time(const std::string& fi
   return modification_time_below(descriptor_.number(), file);
 }
 
-std::vector<DirectoryFile> read_directory(const std::string& directory, std::string_view suffix) {
-  refuse_nul(directory);
-  const Directory listing(::opendir(directory.c_str()));
-  if (!listing) throw SystemError(errno, directory);
-  std::vector<DirectoryFile> files;
-  for (;;) {
-    errno = 0;
-    const dirent* const entry = ::readdir(listing.get());
-    if (entry == nullptr) break;
-    if (!std::string_view(entry->d_name).ends_with(suffix)) continue;
-    std::string bytes;
-    const int failure = read_regular_file(::dirfd(listing.get()), entry->d_name, bytes);
-    DirectoryFile& file = files.emplace_back(DirectoryFile{.name = entry->d_name, .bytes = {}});
-    if (failure == 0) file.bytes = std::move(bytes);
-  }
-  if (errno != 0) throw SystemError(errno, directory);
-  return files;
+bool FileStamp::is_settled(double now) const {
+  constexpr double longest_step = 2;
+  return 1e-9 * static_cast<double>(std::max(modified, changed)) < now - longest_step;
+}
+
+Directory::Directory(const std::string& path)
+    : path_(path), listing_(path.find('\0') == path.npos ? ::opendir(path.c_str()) : nullptr) {
+  refuse_nul(path);
+  if (listing_ == nullptr) throw SystemError(errno, path);
+}
+
+Directory::~Directory() {
+  ::closedir(static_cast<DIR*>(listing_));
+}
+
+const char* Directory::next() {
+  errno = 0;
+  const dirent* const entry = ::readdir(static_cast<DIR*>(listing_));
+  if (entry == nullptr && errno != 0) throw SystemError(errno, path_);
+  return entry ? entry->d_name : nullptr;
+}
+
+std::optional<FileStamp> Directory::stamp_of(const char* name) const {
+  struct stat status;
+  const int directory = ::dirfd(static_cast<DIR*>(listing_));
+  if (::fstatat(directory, name, &status, 0) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
+  return platform::stamp_of(status);
+}
+
+std::optional<Directory::Content> Directory::read(const char* name, std::size_t limit) const {
+  Content content;
+  const int directory = ::dirfd(static_cast<DIR*>(listing_));
+  if (read_regular_file(directory, name, limit, content) != 0) return std::nullopt;
+  return content;
 }
 
 }  // namespace utility_manager::platform

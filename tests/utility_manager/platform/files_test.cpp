@@ -50,8 +50,8 @@ TEST(Files, RefusalsTellReasonAndPath) {
   const std::map<int, std::vector<std::function<void()>>> cases = {
       {ENOENT,
        {[&] { read_file(missing); }, [&] { write_file(missing, ""); },
-        [&] { remove_file(missing); }, [&] { read_directory(missing, ""); },
-        [&] { create_directories(""); }, [&] { read_file(directory / std::string("file\0", 5)); }}},
+        [&] { remove_file(missing); }, [&] { Directory{missing}; }, [&] { create_directories(""); },
+        [&] { read_file(directory / std::string("file\0", 5)); }}},
       {EISDIR, {[&] { read_file(directory.path()); }, [&] { write_file(directory.path(), ""); }}},
       {EEXIST, {[&] { create_directories(directory / "file"); }}},
       {ENOTDIR, {[&] { create_directories(directory / "file/below"); }}},
@@ -89,21 +89,30 @@ TEST(Files, ReadsADirectoryWithoutWaitingForAnything) {
   const TemporaryDirectory directory;
   write_file(directory / "a.json", "{}");
   write_file(directory / "large.json", std::string(300'000, 'x'));
-  write_file(directory / "a.txt", "no");
+  write_file(directory / "larger.json", std::string(300'001, 'x'));
   create_directories(directory / "directory.json");
   ::mkfifo((directory / "fifo.json").c_str(), 0600);
   std::filesystem::create_symlink("a.json", directory / "link.json");
   std::filesystem::create_symlink("nothing", directory / "dangling.json");
   const int before = open_descriptors();
-  std::map<std::string, std::optional<std::string>> found;
-  for (auto& [name, bytes] : read_directory(directory.path(), ".json")) found[name] = bytes;
-  const std::map<std::string, std::optional<std::string>> expected = {
-      {"a.json", "{}"},
-      {"large.json", std::string(300'000, 'x')},
-      {"directory.json", std::nullopt},
-      {"fifo.json", std::nullopt},
-      {"link.json", "{}"},
-      {"dangling.json", std::nullopt}};
+  std::map<std::string, std::string> found;
+  std::map<std::string, std::int64_t> sizes;
+  {
+    Directory listing(directory.path());
+    while (const char* const name = listing.next()) {
+      const auto content = listing.read(name, 300'000);
+      const auto stamp = listing.stamp_of(name);
+      if (stamp) sizes[name] = stamp->size;
+      if (!content) continue;
+      EXPECT_EQ(stamp, content->stamp);
+      found[name] = content->bytes;
+    }
+  }
+  const std::map<std::string, std::string> expected = {
+      {"a.json", "{}"}, {"large.json", std::string(300'000, 'x')}, {"link.json", "{}"}};
   EXPECT_EQ(found, expected);
+  const std::map<std::string, std::int64_t> expected_sizes = {
+      {"a.json", 2}, {"large.json", 300'000}, {"larger.json", 300'001}, {"link.json", 2}};
+  EXPECT_EQ(sizes, expected_sizes);
   EXPECT_EQ(open_descriptors(), before);
 }

@@ -1,0 +1,107 @@
+#include "utility_manager/persistence/state_file_reader.h"
+
+#include <filesystem>
+#include <functional>
+#include <map>
+
+#include <gtest/gtest.h>
+
+#include "tests/fakes/fake_client.h"
+#include "tests/fakes/fake_system.h"
+#include "utility_manager/limits.h"
+#include "utility_manager/platform/files.h"
+
+using namespace utility_manager;
+
+namespace fs = std::filesystem;
+
+/// A reader that has looked before, beside one that never has.
+class Reader : public testing::Test {
+ protected:
+  std::string path(const std::string& name) const { return directory.path(name); }
+
+  static std::string state(std::int64_t port) {
+    return R"({"server_id": "id", "pid": 7, "port": )" + std::to_string(port) + "}";
+  }
+
+  void write(const std::string& name, const std::string& bytes) {
+    platform::write_file(path(name), bytes);
+  }
+
+  /// The port that each file names.
+  static std::map<std::string, std::int64_t> ports(StateFileReader& reader,
+                                                   const std::string& directory) {
+    std::map<std::string, std::int64_t> found;
+    for (const auto& [name, file] : reader.read(directory)) found[name] = file->port;
+    return found;
+  }
+
+  void expect_a_full_read(const std::string& after) {
+    StateFileReader fresh;
+    EXPECT_EQ(ports(reader, directory.path()), ports(fresh, directory.path())) << after;
+  }
+
+  fakes::FakeSystem system;
+  fakes::TemporaryDirectory directory;
+  StateFileReader reader;
+};
+
+TEST_F(Reader, SeesEveryChange) {
+  const auto other = path("other");
+  const std::pair<std::string, std::function<void()>> changes[] = {
+      {"new", [&] { write("a.json", state(1)); }},
+      {"in place", [&] { write("a.json", state(2)); }},
+      {"in place, time set back",
+       [&] {
+         const auto time = fs::last_write_time(path("a.json"));
+         write("a.json", state(3));
+         fs::last_write_time(path("a.json"), time);
+       }},
+      {"replaced by one of the same times",
+       [&] {
+         platform::write_file(other, state(4));
+         fs::last_write_time(other, fs::last_write_time(path("a.json")));
+         fs::rename(other, path("a.json"));
+       }},
+      {"through a link",
+       [&] {
+         platform::write_file(other, state(5));
+         fs::create_symlink("other", path("link.json"));
+       }},
+      {"behind the link", [&] { platform::write_file(other, state(6)); }},
+      {"broken", [&] { write("a.json", "{"); }},
+      {"too large",
+       [&] { write("a.json", state(7) + std::string(limits::state_file_bytes, ' ')); }},
+      {"small enough", [&] { write("a.json", state(8)); }},
+      {"other name", [&] { fs::rename(path("a.json"), path("b.json")); }},
+      {"gone", [&] { fs::remove(path("b.json")); }},
+      {"no directory", [&] { fs::remove_all(directory.path()); }},
+  };
+  for (const bool settled : {false, true}) {
+    fs::create_directory(directory.path());
+    for (const auto& [name, change] : changes) {
+      change();
+      expect_a_full_read(name);
+      if (settled) system.sleep(3600);
+      expect_a_full_read(name + ", again");
+    }
+  }
+}
+
+TEST_F(Reader, ReadsWhatIsSettledOnce) {
+  const auto read = [&] {
+    for (const auto& [name, file] : reader.read(directory.path())) {
+      if (name == "a.json") return file;
+    }
+    return std::shared_ptr<const StateFile>();
+  };
+  write("a.json", state(1));
+  auto before = read();
+  EXPECT_NE(read(), before);  // it may have changed since and look the same
+  system.sleep(3600);
+  before = read();
+  write("b.json", "{");
+  EXPECT_EQ(read(), before);
+  fs::remove(path("b.json"));
+  EXPECT_EQ(read(), before);
+}

@@ -4,6 +4,7 @@
 #include "python/inspection_layer.h"
 #include "utility_manager/host/services.h"
 #include "utility_manager/platform/line_writer.h"
+#include "utility_manager/platform/system.h"
 #include "utility_manager/version.h"
 
 namespace utility_manager::python {
@@ -17,6 +18,8 @@ struct Parts {
   Parts() {
     const PyObject* const output = PySys_GetObject("__stdout__");
     if (!output || output == Py_None) platform::give_up_output();
+    const PyObject* const errors = PySys_GetObject("__stderr__");
+    if (!errors || errors == Py_None) platform::give_up_reports();
     close_gate_at_exit();
     bind_handles();
     bind_stderr_buffer();

@@ -38,10 +38,12 @@ class KillUnlessRelayed {
   platform::ProcessHandle* process_;
 };
 
-LaunchedProcess spawn_relayed(const std::vector<std::string>& process_args) {
+LaunchedProcess spawn_relayed(const std::vector<std::string>& process_args,
+                              const std::function<void(std::int64_t pid)>& spawned) {
   LaunchedProcess child;
   child.stderr_buffer = std::make_shared<StderrBuffer>();
   child.process = platform::system().spawn(process_args, spawn_flags());
+  if (spawned) spawned(child.process->pid());
   KillUnlessRelayed guard(*child.process);
   start_relay(child.process->output_stream(), "UTILITY-STDOUT", nullptr);
   start_relay(child.process->error_stream(), "UTILITY-STDERR", child.stderr_buffer);
@@ -64,9 +66,10 @@ void watch(const LaunchedProcess& child) {
 
 }  // namespace
 
-LaunchedProcess launch(const std::vector<std::string>& process_args) {
+LaunchedProcess launch(const std::vector<std::string>& process_args,
+                       const std::function<void(std::int64_t pid)>& spawned) {
   try {
-    auto child = spawn_relayed(process_args);
+    auto child = spawn_relayed(process_args, spawned);
     watch(child);
     return child;
   } catch (const platform::SubprocessError& failure) {

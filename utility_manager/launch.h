@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -18,7 +20,9 @@ struct LaunchedProcess {
 
 /// Spawns a utility with its output relayed, and watches it. Fails with `RuntimeError` and the
 /// message for the user when it can't be spawned or has ended at the end of the watch; then no
-/// child is left. Blocks for the watch, after an early death for up to the grace time more.
-LaunchedProcess launch(const std::vector<std::string>& process_args);
+/// child is left. Blocks for the watch, after an early death for up to the grace time more. Calls
+/// `spawned`, which must not fail, with the child's id as soon as there is one.
+LaunchedProcess launch(const std::vector<std::string>& process_args,
+                       const std::function<void(std::int64_t pid)>& spawned = nullptr);
 
 }  // namespace utility_manager

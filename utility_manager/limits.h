@@ -45,8 +45,13 @@ inline constexpr double monitor_join = 2.0;
 inline constexpr double identity_delay = 2.0;
 inline constexpr double identity_lead = 60.0;
 
-// State files: what is larger is none.
+// State files: what is larger is none. How long another client's hold on the directory is waited
+// for, how young a start record without a process may still get one, and how long the end of an
+// orphan is waited for.
 inline constexpr std::size_t state_file_bytes = 1024 * 1024;
+inline constexpr double directory_lock_wait = 0.1;
+inline constexpr double young_record = 10.0;
+inline constexpr double orphan_end_wait = 2.0;
 
 // Stderr snippets. The last two bound the final read of a dead child's stream.
 inline constexpr long long snippet_characters = 800;

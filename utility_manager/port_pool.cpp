@@ -13,8 +13,10 @@ PortPool::Ports PortPool::all() {
   return pool;
 }
 
-std::optional<std::int64_t> PortPool::available() const {
-  return platform::system().first_bindable(limits::first_port, limits::last_port, *used());
+std::optional<std::int64_t> PortPool::available(std::span<const std::int64_t> taken) const {
+  auto except = *used();
+  except.insert(taken.begin(), taken.end());
+  return platform::system().first_bindable(limits::first_port, limits::last_port, except);
 }
 
 void PortPool::use(std::int64_t port, Lock& /*lock*/) {

@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 #include <set>
+#include <span>
 
 #include "utility_manager/lock.h"
 #include "utility_manager/published.h"
@@ -22,9 +23,9 @@ class PortPool {
 
   std::shared_ptr<const Ports> used() const { return used_.read(); }
 
-  /// The lowest port of the pool that is neither in use nor bound by anybody; nothing when there is
-  /// none. Doesn't reserve it. Fails only when no socket can be made.
-  std::optional<std::int64_t> available() const;
+  /// The lowest port of the pool that is neither in use nor `taken` nor bound by anybody; nothing
+  /// when there is none. Doesn't reserve it. Fails only when no socket can be made.
+  std::optional<std::int64_t> available(std::span<const std::int64_t> taken = {}) const;
 
   void use(std::int64_t port, Lock& lock) UM_REQUIRES(lock);
 

@@ -2,6 +2,8 @@
 
 #include "utility_manager/addresses.h"
 #include "utility_manager/command_line.h"
+#include "utility_manager/persistence/start_record.h"
+#include "utility_manager/platform/files.h"
 #include "utility_manager/start_plan.h"
 #include "utility_manager/utility_manager.h"
 #include "utility_manager/values/truthiness.h"
@@ -44,6 +46,23 @@ void check_navbar_instances(const ServerTable::Records& instances, const StartPl
   }
 }
 
+/// What the starts of other clients take: their ports, and the persistent utilities.
+struct Taken {
+  std::vector<std::int64_t> ports;
+  std::vector<StartMarker> starting;
+};
+
+Taken taken_by(const std::vector<StartRecord>& others) {
+  Taken taken;
+  for (const auto& [state, is_persistent, require_group_name, client] : others) {
+    taken.ports.push_back(state.port);
+    const auto instance = is_persistent ? state.record(0) : std::nullopt;
+    if (!instance || !instance->utility_name) continue;
+    taken.starting.push_back({*instance->utility_name, instance->group_name});
+  }
+  return taken;
+}
+
 void check_starts_in_progress(const std::vector<StartMarker>& starting, const StartPlan& plan) {
   for (const auto& marker : starting) {
     if (marker.utility_name != plan.utility_name) continue;
@@ -54,6 +73,10 @@ void check_starts_in_progress(const std::vector<StartMarker>& starting, const St
   }
 }
 
+Keeping keeping_of(const StartPlan& plan) {
+  return {.is_persistent = plan.is_persistent, .require_group_name = plan.effective_require_group};
+}
+
 bool runs_per_group(Catalogue& catalogue, const std::string& utility_name) {
   const auto info = catalogue.find(utility_name);
   return info && values::truthy_at(info->fields, "require_group_name");
@@ -61,35 +84,34 @@ bool runs_per_group(Catalogue& catalogue, const std::string& utility_name) {
 
 }  // namespace
 
-/// A reserved port and the marker of the start that holds it. Gives both back unless the instance
-/// has been recorded.
+/// A reserved port, the marker of the start that holds it and the start record. Gives all back
+/// unless the instance has been recorded.
 class UtilityServerManager::Reservation {
  public:
   /// Fails with `RuntimeError` when the utility runs already or there is no port.
   Reservation(UtilityServerManager& manager, const StartPlan& plan)
-      : manager_(manager), marker_(plan.marker()) {
+      : manager_(manager), server_id_(plan.server_id), marker_(plan.marker()) {
     auto marker = marker_;
     const bool per_group = runs_per_group(manager.catalogue_, plan.utility_name);
     const LockHeld held(manager.lock);
-    const auto instances = manager.servers_.records();
-    if (plan.is_navbar) {
-      check_navbar_instances(*instances, plan);
-    } else {
-      check_instances(*instances, marker_, per_group);
-    }
-    check_starts_in_progress(manager.starting_, plan);
+    const platform::DirectoryLock alone(manager.state_dir_, limits::directory_lock_wait);
+    manager.reload();
+    const auto others = taken_by(records_of_others(manager.state_dir_));
+    check(plan, per_group, others.starting);
     manager.starting_.reserve(manager.starting_.size() + 1);
-    const auto port = manager._get_available_port();
+    const auto port = manager.ports_.available(others.ports);
     if (!port) throw RuntimeError("No available ports in port pool");
     port_ = *port;
     manager.ports_.use(port_, manager.lock);
     manager.starting_.push_back(std::move(marker));  // can't fail any more
+    write_record(plan);
   }
   Reservation(const Reservation&) = delete;
   Reservation& operator=(const Reservation&) = delete;
 
   ~Reservation() {
     if (recorded_) return;
+    remove_start_record(manager_.state_dir_, server_id_);
     const LockHeld held(manager_.lock);
     manager_.ports_.release(port_, manager_.lock);
     std::erase(manager_.starting_, marker_);
@@ -97,11 +119,39 @@ class UtilityServerManager::Reservation {
 
   std::int64_t port() const { return port_; }
 
+  /// The child has this id.
+  void spawned(std::int64_t pid) {
+    try {
+      add_process_id(manager_.state_dir_, server_id_, pid);
+    } catch (const std::exception&) {  // it can be found by its command line
+    }
+  }
+
   /// The instance stands in the table, which owns the port now; the marker has gone.
   void recorded() { recorded_ = true; }
 
  private:
+  void check(const StartPlan& plan, bool per_group, const std::vector<StartMarker>& others)
+      UM_REQUIRES(manager_.lock) {
+    const auto instances = manager_.servers_.records();
+    if (plan.is_navbar) {
+      check_navbar_instances(*instances, plan);
+    } else {
+      check_instances(*instances, marker_, per_group);
+    }
+    check_starts_in_progress(manager_.starting_, plan);
+    check_starts_in_progress(others, plan);
+  }
+
+  void write_record(const StartPlan& plan) {
+    try {
+      write_start_record(manager_.state_dir_, planned_instance(plan, port_), keeping_of(plan));
+    } catch (const std::exception&) {  // tried again when the instance has entered the table
+    }
+  }
+
   UtilityServerManager& manager_;
+  const std::string server_id_;
   const StartMarker marker_;
   std::int64_t port_ = 0;
   bool recorded_ = false;
@@ -116,7 +166,8 @@ values::Value UtilityServerManager::start_utility_server(
       plan_start(catalogue_, group_name, utility_name, utility_config, utility_module_path);
   Reservation reservation(*this, plan);
   const auto port = reservation.port();
-  const auto child = launch(command_line(plan, port));
+  const auto child = launch(command_line(plan, port),
+                            [&reservation](std::int64_t pid) { reservation.spawned(pid); });
   auto info = new_instance(plan, port, child.process);
   info.stderr_buffer = child.stderr_buffer;
   const auto instance = std::make_shared<const ServerInfo>(std::move(info));
@@ -125,12 +176,7 @@ values::Value UtilityServerManager::start_utility_server(
     servers_.add(instance, lock);
     std::erase(starting_, plan.marker());
     reservation.recorded();
-    if (plan.is_persistent) {
-      try {
-        _persist_server_state(*instance, plan.effective_require_group);
-      } catch (const std::exception&) {  // it runs on without a state file
-      }
-    }
+    write_down(*instance, keeping_of(plan));
     if (!running_) _start_monitoring();
   }
   return {{"server_id", plan.server_id},

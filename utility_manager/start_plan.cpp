@@ -90,20 +90,25 @@ StartPlan plan_start(Catalogue& catalogue, const std::string& group_name,
   return plan;
 }
 
-ServerInfo new_instance(const StartPlan& plan, std::int64_t port,
-                        std::shared_ptr<platform::ProcessHandle> process) {
-  if (!process) throw TypeError("process must be the handle of a child process");
+ServerInfo planned_instance(const StartPlan& plan, std::int64_t port) {
   ServerInfo info;
   info.server_id = plan.server_id;
   info.utility_name = plan.utility_name;
   info.port = port;
-  info.pid = process->pid();
-  info.process = std::move(process);
   info.config = plan.config;
   info.create_time = static_cast<std::int64_t>(std::floor(platform::system().wall_clock()));
   info.lang = unless_empty(plan.lang);
   info.studio_url = unless_empty(plan.studio_url);
   if (plan.effective_require_group) info.group_name = plan.group_name;
+  return info;
+}
+
+ServerInfo new_instance(const StartPlan& plan, std::int64_t port,
+                        std::shared_ptr<platform::ProcessHandle> process) {
+  if (!process) throw TypeError("process must be the handle of a child process");
+  auto info = planned_instance(plan, port);
+  info.pid = process->pid();
+  info.process = std::move(process);
   return info;
 }
 

@@ -34,6 +34,9 @@ StartPlan plan_start(Catalogue& catalogue, const std::string& group_name,
                      const std::string& utility_name, const values::Value& utility_config,
                      const std::optional<std::string>& utility_module_path);
 
+/// The instance that is to be, without a process.
+ServerInfo planned_instance(const StartPlan& plan, std::int64_t port);
+
 /// The instance of a child that was started as planned, without its stderr buffer. `lang` and
 /// `studio_url` are left out when empty, `group_name` unless the instance is bound to it. Fails
 /// with `TypeError` when `process` is null.

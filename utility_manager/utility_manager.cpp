@@ -1,6 +1,7 @@
 #include "utility_manager/utility_manager.h"
 
 #include "utility_manager/output.h"
+#include "utility_manager/persistence/start_record.h"
 #include "utility_manager/persistence/state_directory.h"
 #include "utility_manager/persistence/state_file_reader.h"
 #include "utility_manager/platform/directory_use.h"
@@ -14,6 +15,7 @@ UtilityServerManager::UtilityServerManager()
       use_of_directory_(platform::use_directory(platform::directory_part(state_dir_))),
       state_files_(std::make_shared<StateFileReader>()) {
   _load_persisted_states();
+  recover_starts();
   catalogue_.all();
 }
 
@@ -49,6 +51,8 @@ void UtilityServerManager::forget_server(const std::string& server_id) {
   ports_.release(instance->port, lock);
   servers_.remove(server_id, lock);
   _remove_state_file(server_id);
+  remove_start_record(state_dir_, server_id);
+  unwritten_.erase(server_id);
 }
 
 const std::shared_ptr<UtilityServerManager>& utility_manager() {

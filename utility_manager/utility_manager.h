@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -62,6 +63,10 @@
 // neither. Host services, plugins and the watch of a child run without it. A stop holds it through
 // all its waits. The attributes are snapshots that are published: reading one waits for nobody.
 //
+// A start leaves a record in the state directory, from the reservation on. A persistent instance's
+// record becomes its state file when it enters the table; another's stays until it leaves the
+// books. So a client that dies loses no child: the next one adopts or ends what it finds.
+//
 // Threads: those of the client, on which every operation runs; one monitor, from the first start
 // on; two readers per own child, which touch their stream, the client's standard output and the
 // stderr buffer. All of the system's own threads are detached.
@@ -76,6 +81,9 @@
 namespace utility_manager {
 
 struct CatalogueView;
+struct Keeping;
+struct Orphan;
+struct StartRecord;
 class Listing;
 class StateFileReader;
 class MonitorThread;
@@ -86,8 +94,9 @@ class UtilityServerManager : public std::enable_shared_from_this<UtilityServerMa
  public:
   // ---- Construction, attributes ---- utility_manager.cpp ----
 
-  /// Creates the state directory, adopts what the state files tell and fills the catalogue. Starts
-  /// no thread. Fails when the state directory can't be had.
+  /// Creates the state directory, adopts what the state files tell, adopts or ends what clients
+  /// that died have started, and fills the catalogue. Starts no thread. Fails when the state
+  /// directory can't be had.
   UtilityServerManager();
   UtilityServerManager(const UtilityServerManager&) = delete;
   UtilityServerManager& operator=(const UtilityServerManager&) = delete;
@@ -236,12 +245,41 @@ class UtilityServerManager : public std::enable_shared_from_this<UtilityServerMa
   /// The three steps in which an instance leaves the books.
   void forget_server(const std::string& server_id) UM_REQUIRES(lock);
 
+  // ---- State files, inside ---- persistence/state_files.cpp ----
+
+  class Reconciliation;
+
+  /// What `_load_persisted_states` does, for who holds `lock`.
+  void reload() UM_REQUIRES(lock);
+  void apply(Reconciliation& changes) UM_REQUIRES(lock);
+
+  // ---- Records of instances ---- persistence/recovery.cpp ----
+
+  /// Leaves the state file of a persistent instance, the start record of another one. Never fails:
+  /// a write that does is told once on the client's standard error, and made again later.
+  void write_down(const ServerInfo& instance, const Keeping& keeping) UM_REQUIRES(lock);
+
+  /// Writes down what couldn't be written.
+  void write_unwritten() UM_EXCLUDES(lock);
+
+  /// Adopts or ends what clients that have gone have started. Signals no process whose command line
+  /// doesn't name the instance.
+  void recover_starts() UM_EXCLUDES(lock);
+  void recover(const Orphan& orphan, const platform::Processes& roots) UM_EXCLUDES(lock);
+  void adopt(const StartRecord& start, const platform::Process& process) UM_EXCLUDES(lock);
+
   // ---- Views ---- views/views.cpp ----
 
   std::optional<RunningEntry> find_running(const std::string& utility_name,
                                            const std::optional<std::string>& group_name,
                                            Listing& listing) UM_EXCLUDES(lock);
   values::Value view(const CatalogueView& view) UM_EXCLUDES(lock);
+
+  struct Unwritten {
+    bool is_persistent = false;
+    bool require_group_name = false;
+    bool is_told = false;
+  };
 
   // Constant after construction.
   const std::string state_dir_;
@@ -258,6 +296,7 @@ class UtilityServerManager : public std::enable_shared_from_this<UtilityServerMa
 
   // Under `lock`.
   std::vector<StartMarker> starting_ UM_GUARDED_BY(lock);
+  std::map<std::string, Unwritten> unwritten_ UM_GUARDED_BY(lock);
 };
 
 /// The client's one manager, made at the first call and never destroyed.

@@ -102,6 +102,12 @@ void FakeSystem::run_command(const std::vector<std::string>& arguments, double s
   if (on_command) on_command();
 }
 
+bool FakeSystem::report(const std::string& line) const {
+  const std::lock_guard held(mutex_);
+  reports.push_back(line);
+  return true;
+}
+
 bool FakeSystem::can_bind(std::int64_t port) const {
   const std::lock_guard held(mutex_);
   asked_ports.push_back(port);

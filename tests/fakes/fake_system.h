@@ -35,6 +35,7 @@ class FakeSystem : public platform::System {
   mutable std::vector<std::pair<std::int64_t, platform::Signal>> signals;
   mutable std::vector<std::string> commands;
   mutable std::vector<std::int64_t> asked_ports;
+  mutable std::vector<std::string> reports;
 
   /// Waits until the monitor sleeps.
   void await_monitor();
@@ -56,6 +57,7 @@ class FakeSystem : public platform::System {
   void signal(std::int64_t pid, platform::Signal signal) const override;
   void run_command(const std::vector<std::string>& arguments, double seconds,
                    std::uint32_t flags) const override;
+  bool report(const std::string& line) const override;
   bool can_bind(std::int64_t port) const override;
   std::optional<std::int64_t> first_bindable(std::int64_t first, std::int64_t last,
                                              const std::set<std::int64_t>& except) const override;

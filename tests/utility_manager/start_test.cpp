@@ -328,16 +328,17 @@ TEST_F(Stress, ManyThreadsKeepTheBooksConsistent) {
 
   Ports ports;
   std::set<std::string> files;
-  std::set<std::string> kept;
+  std::set<std::string> expected;
   for (const auto& info : manager->servers()) {
     EXPECT_TRUE(ports.insert(info->port).second);
-    if (info->utility_name == "kept") kept.insert(info->server_id + ".json");
+    const bool is_kept = info->utility_name == "kept";
+    expected.insert(is_kept ? info->server_id + ".json" : "." + info->server_id + ".starting");
   }
   for (const auto& file : std::filesystem::directory_iterator(manager->state_dir())) {
     files.insert(file.path().filename());
   }
   EXPECT_EQ(manager->used_ports(), ports);
-  EXPECT_EQ(files, kept);
+  EXPECT_EQ(files, expected);
   manager->stop_all_utility_servers();
   expect_empty_books();
   EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);

@@ -113,12 +113,20 @@ std::string write_state_file(const Mapping& server_info, bool require_group_name
 
 std::optional<StateFile> read_state_file(std::string_view bytes) {
   try {
+    return understand_state(values::read_json(bytes));
+  } catch (const std::exception&) {
+    return std::nullopt;
+  }
+}
+
+std::optional<StateFile> understand_state(Value content) {
+  if (!content.is_mapping()) return std::nullopt;
+  try {
     StateFile file;
-    file.content = values::read_json(bytes);
-    if (!file.content.is_mapping()) return std::nullopt;
-    file.server_id = identifier_at(file.content, "server_id");
-    file.pid = integer_at(file.content, "pid");
-    file.port = integer_at(file.content, "port");
+    file.server_id = identifier_at(content, "server_id");
+    file.pid = integer_at(content, "pid");
+    file.port = integer_at(content, "port");
+    file.content = std::move(content);
     return file;
   } catch (const std::exception&) {
     return std::nullopt;

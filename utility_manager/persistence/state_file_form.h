@@ -41,4 +41,7 @@ std::string write_state_file(const values::Mapping& server_info, bool require_gr
 /// that is no integer, or a `server_id` that names no file of the state directory.
 std::optional<StateFile> read_state_file(std::string_view bytes);
 
+/// The same for its content.
+std::optional<StateFile> understand_state(values::Value content);
+
 }  // namespace utility_manager

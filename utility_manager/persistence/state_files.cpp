@@ -23,19 +23,6 @@ struct Known {
 /// The instances in the table, by identifier.
 using KnownInstances = std::unordered_map<std::string_view, Known>;
 
-struct Candidate {
-  std::string file_name;
-  ServerInfo record;
-};
-
-/// What a look at the state directory asks of the server table.
-struct Reconciliation {
-  std::vector<std::string> remove;
-  std::vector<Candidate> add;
-
-  bool empty() const { return remove.empty() && add.empty(); }
-};
-
 KnownInstances known_instances(const ServerTable::Records& table) {
   std::vector<const platform::ProcessReference*> watched;
   watched.reserve(table.size());
@@ -55,49 +42,59 @@ bool is_alive(const StateFile& file, const Known& known) {
   return known.runs || Instance(*known.record).holds_id();
 }
 
-/// An instance that isn't known yet must not be refuted.
-void examine_new(const std::string& file_name, const StateFile& file, std::int64_t now,
-                 Reconciliation& result) {
-  auto record = file.record(now);
-  if (!record) return;
-  auto adoption = examine_for_adoption(file.pid, file.server_id,
-                                       values::at_or_null(file.content, "create_time"));
-  record->adopted = std::move(adoption.process);
-  if (adoption.refuted) {
-    result.remove.push_back(file.server_id);
-  } else {
-    result.add.push_back({file_name, *std::move(record)});
-  }
-}
-
-void examine(const StateFileReader::Entry& entry, const KnownInstances& known, std::int64_t now,
-             Reconciliation& result) {
-  const auto& file = *entry.file;
-  if (file.stale()) {
-    const auto stem = entry.name.substr(0, entry.name.size() - state_file_suffix.size());
-    result.remove.push_back(file.server_id.empty() ? stem : file.server_id);
-    return;
-  }
-  const auto place = known.find(file.server_id);
-  const auto instance = place == known.end() ? Known() : place->second;
-  if (!is_alive(file, instance)) {
-    result.remove.push_back(file.server_id);
-  } else if (!instance.record) {
-    examine_new(entry.name, file, now, result);
-  }
-}
-
-Reconciliation compare(const std::vector<StateFileReader::Entry>& files,
-                       const ServerTable::Records& table) {
-  Reconciliation changes;
-  if (files.empty()) return changes;
-  const auto known = known_instances(table);
-  const auto now = static_cast<std::int64_t>(std::floor(platform::system().wall_clock()));
-  for (const auto& file : files) examine(file, known, now, changes);
-  return changes;
-}
-
 }  // namespace
+
+/// What a look at the state directory asks of the server table.
+class UtilityServerManager::Reconciliation {
+ public:
+  Reconciliation(const std::vector<StateFileReader::Entry>& files,
+                 const ServerTable::Records& table) {
+    if (files.empty()) return;
+    const auto known = known_instances(table);
+    for (const auto& [name, file] : files) examine(name, *file, known);
+  }
+
+  struct Candidate {
+    std::string file_name;
+    ServerInfo record;
+  };
+  std::vector<std::string> remove;
+  std::vector<Candidate> add;
+
+  bool empty() const { return remove.empty() && add.empty(); }
+
+ private:
+  void examine(const std::string& file_name, const StateFile& file, const KnownInstances& known) {
+    if (file.stale()) {
+      const auto stem = file_name.substr(0, file_name.size() - state_file_suffix.size());
+      remove.push_back(file.server_id.empty() ? stem : file.server_id);
+      return;
+    }
+    const auto place = known.find(file.server_id);
+    const auto instance = place == known.end() ? Known() : place->second;
+    if (!is_alive(file, instance)) {
+      remove.push_back(file.server_id);
+    } else if (!instance.record) {
+      examine_new(file_name, file);
+    }
+  }
+
+  /// An instance that isn't known yet must not be refuted.
+  void examine_new(const std::string& file_name, const StateFile& file) {
+    auto record = file.record(static_cast<std::int64_t>(std::floor(now_)));
+    if (!record) return;
+    auto adoption = examine_for_adoption(file.pid, file.server_id,
+                                         values::at_or_null(file.content, "create_time"));
+    record->adopted = std::move(adoption.process);
+    if (adoption.refuted) {
+      remove.push_back(file.server_id);
+    } else {
+      add.push_back({file_name, *std::move(record)});
+    }
+  }
+
+  const double now_ = platform::system().wall_clock();
+};
 
 std::string UtilityServerManager::_state_file_path(const std::string& server_id) const {
   return platform::join_paths(state_dir_, server_id + std::string(state_file_suffix));
@@ -121,11 +118,20 @@ void UtilityServerManager::_load_persisted_states() {
   const auto files = state_files_->read(state_dir_);
   const auto table =
       servers_now();  // waits for a stop under way, also when there is nothing to load
-  auto changes = compare(files, *table);
+  Reconciliation changes(files, *table);
   if (changes.empty()) return;
   const LockHeld held(lock);
+  apply(changes);
+}
+
+void UtilityServerManager::reload() {
+  Reconciliation changes(state_files_->read(state_dir_), *servers_.records());
+  apply(changes);
+}
+
+void UtilityServerManager::apply(Reconciliation& changes) {
   try {
-    std::erase_if(changes.add, [this](const Candidate& candidate) {  // stopped meanwhile
+    std::erase_if(changes.add, [this](const auto& candidate) {  // stopped meanwhile
       return !platform::path_exists(platform::join_paths(state_dir_, candidate.file_name));
     });
     for (const auto& server_id : changes.remove) {

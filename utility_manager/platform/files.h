@@ -20,6 +20,16 @@ std::string read_file(const std::string& path);
 /// Creates or truncates the file and writes it in place.
 void write_file(const std::string& path, std::string_view bytes);
 
+/// Puts a file of these bytes, for its owner alone, in the place of `path`: nobody ever sees a part
+/// of it. `beside` is the path that it has until then, which goes when that fails.
+void replace_file(const std::string& path, const std::string& beside, std::string_view bytes);
+
+/// Creates the file for its owner alone, with these bytes. Fails when it exists.
+void create_file(const std::string& path, std::string_view bytes);
+
+/// Adds to the end of a file that exists.
+void append_to_file(const std::string& path, std::string_view bytes);
+
 void remove_file(const std::string& path);
 
 /// Creates the directory and its parents; an existing directory is no failure.
@@ -87,6 +97,21 @@ class Directory {
  private:
   const std::string path_;
   void* const listing_;
+};
+
+/// Holds a directory's advisory lock for a scope, against every other holder on the system.
+class DirectoryLock {
+ public:
+  /// Tries for up to `seconds`; the scope goes on without the lock where it can't be had.
+  DirectoryLock(const std::string& path, double seconds);
+  DirectoryLock(const DirectoryLock&) = delete;
+  DirectoryLock& operator=(const DirectoryLock&) = delete;
+  ~DirectoryLock();
+
+  bool is_held() const { return directory_ >= 0; }
+
+ private:
+  int directory_ = -1;  ///< held while it is open
 };
 
 }  // namespace utility_manager::platform

@@ -2,14 +2,18 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
+#include <cstdio>
 #include <limits>
 #include <utility>
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "utility_manager/platform/deadline.h"
 #include "utility_manager/platform/descriptor.h"
 #include "utility_manager/platform/failures.h"
 #include "utility_manager/platform/paths.h"
@@ -78,6 +82,17 @@ int write_all(const Descriptor& file, std::string_view bytes) {
   return 0;
 }
 
+constexpr mode_t owner_only = 0600;
+
+void write_to(const std::string& path, int flags, mode_t mode, std::string_view bytes) {
+  refuse_nul(path);
+  Descriptor file(::open(path.c_str(), O_WRONLY | O_CLOEXEC | flags, mode));
+  if (!file) throw SystemError(errno, path);
+  const int failure = write_all(file, bytes);
+  if (failure != 0) throw SystemError(failure, path);
+  if (!file.close()) throw SystemError(errno, path);
+}
+
 }  // namespace
 
 bool path_exists(const std::string& path) {
@@ -100,13 +115,25 @@ std::string read_file(const std::string& path) {
 }
 
 void write_file(const std::string& path, std::string_view bytes) {
-  refuse_nul(path);
-  constexpr int flags = O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_CLOEXEC;
-  Descriptor file(::open(path.c_str(), flags, 0666));
-  if (!file) throw SystemError(errno, path);
-  const int failure = write_all(file, bytes);
-  if (failure != 0) throw SystemError(failure, path);
-  if (!file.close()) throw SystemError(errno, path);
+  write_to(path, O_CREAT | O_TRUNC | O_NONBLOCK, 0666, bytes);
+}
+
+void replace_file(const std::string& path, const std::string& beside, std::string_view bytes) {
+  try {
+    write_to(beside, O_CREAT | O_TRUNC | O_NOFOLLOW | O_NONBLOCK, owner_only, bytes);
+    if (::rename(beside.c_str(), path.c_str()) != 0) throw SystemError(errno);
+  } catch (const SystemError& failure) {
+    ::unlink(beside.c_str());
+    throw SystemError(failure.code(), path);
+  }
+}
+
+void create_file(const std::string& path, std::string_view bytes) {
+  write_to(path, O_CREAT | O_EXCL, owner_only, bytes);
+}
+
+void append_to_file(const std::string& path, std::string_view bytes) {
+  write_to(path, O_APPEND | O_NOFOLLOW | O_NONBLOCK, 0, bytes);
 }
 
 void remove_file(const std::string& path) {
@@ -177,6 +204,25 @@ std::optional<Directory::Content> Directory::read(const char* name, std::size_t 
   const int directory = ::dirfd(static_cast<DIR*>(listing_));
   if (read_regular_file(directory, name, limit, content) != 0) return std::nullopt;
   return content;
+}
+
+DirectoryLock::DirectoryLock(const std::string& path, double seconds) {
+  Descriptor directory(
+      above_standard(Descriptor(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC))));
+  if (!directory) return;
+  const Deadline deadline(seconds);
+  while (::flock(directory.number(), LOCK_EX | LOCK_NB) != 0) {
+    const bool is_taken = errno == EWOULDBLOCK || errno == EINTR;
+    if (!is_taken || deadline.passed()) return;
+    deadline.pause(std::chrono::milliseconds(1));
+  }
+  directory_ = directory.release();
+}
+
+DirectoryLock::~DirectoryLock() {
+  if (!is_held()) return;
+  ::flock(directory_, LOCK_UN);  // a forked child may have the descriptor, too
+  ::close(directory_);
 }
 
 }  // namespace utility_manager::platform

@@ -16,6 +16,7 @@ struct ProcessRow {
   pid_t parent = 0;
   std::uint64_t start_ticks = 0;  ///< since the system's start
   ino_t entry_number = 0;         ///< of the process's directory
+  bool has_ended = false;         ///< and waits to be collected
 };
 
 /// All processes that can be seen, ended but uncollected ones included. Fails with `SystemError`
@@ -26,7 +27,10 @@ std::vector<ProcessRow> process_rows();
 /// that is older than its parent's is no child: its parent had this id before.
 std::vector<ProcessRow> descendants_in(const std::vector<ProcessRow>& rows, pid_t root);
 
-/// Nothing where there is no such process, or where it can't be looked at.
+/// Nothing where there is no such process, or where it can't be looked at. Without entry number.
+std::optional<ProcessRow> row_of(pid_t pid);
+
+/// The same.
 std::optional<std::uint64_t> start_ticks(pid_t pid);
 
 /// 0 where there is none, or where it can't be known.

@@ -48,8 +48,11 @@ std::optional<ProcessRow> parse_row(pid_t pid, std::string_view text) {
   const std::string_view fields = text.substr(name_end + 2);
   const auto parent = number_of<pid_t>(field(fields, 1));
   const auto ticks = number_of<std::uint64_t>(field(fields, 19));
-  if (!parent || !ticks) return std::nullopt;
-  return ProcessRow{.pid = pid, .parent = *parent, .start_ticks = *ticks};
+  const auto threads = number_of<int>(field(fields, 17));
+  if (!parent || !ticks || !threads) return std::nullopt;
+  // A process whose first thread alone has ended shows the same letter.
+  const bool has_ended = (fields[0] == 'Z' || fields[0] == 'X') && *threads <= 1;
+  return ProcessRow{.pid = pid, .parent = *parent, .start_ticks = *ticks, .has_ended = has_ended};
 }
 
 std::optional<ProcessRow> read_row(int directory, const char* path, pid_t pid) {
@@ -113,13 +116,17 @@ std::vector<ProcessRow> process_rows() {
   return rows;
 }
 
+std::optional<ProcessRow> row_of(pid_t pid) {
+  return read_row(AT_FDCWD, proc_path(pid, "/stat").data(), pid);
+}
+
 std::optional<std::uint64_t> start_ticks(pid_t pid) {
-  const auto row = read_row(AT_FDCWD, proc_path(pid, "/stat").data(), pid);
+  const auto row = row_of(pid);
   return row ? std::optional(row->start_ticks) : std::nullopt;
 }
 
 pid_t parent_of(pid_t pid) {
-  const auto row = read_row(AT_FDCWD, proc_path(pid, "/stat").data(), pid);
+  const auto row = row_of(pid);
   return row ? row->parent : 0;
 }
 

@@ -60,9 +60,16 @@ class System {
   virtual std::optional<std::int64_t> first_bindable(std::int64_t first, std::int64_t last,
                                                      const std::set<std::int64_t>& except) const;
 
+  /// Writes a line to the client's standard error, if it takes one at once; false otherwise, and
+  /// after `give_up_reports`.
+  virtual bool report(const std::string& line) const;
+
   /// A random UUID of version 4 in its canonical text. Fails with `SystemError`.
   virtual std::string random_uuid() const;
 };
+
+/// For a client that has no standard error: descriptor 2 may be one of its files.
+void give_up_reports();
 
 /// The system in use.
 const System& system();

@@ -1,11 +1,15 @@
 #include "utility_manager/platform/system.h"
 
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <string>
 
+#include <poll.h>
+#include <pthread.h>
 #include <signal.h>
 #include <sys/random.h>
+#include <unistd.h>
 
 #include "utility_manager/platform/failures.h"
 #include "utility_manager/platform/process_reference.h"
@@ -18,7 +22,13 @@ bool names_process(std::int64_t pid) {
   return is_process_id(pid) && process_exists(static_cast<pid_t>(pid));
 }
 
+std::atomic<bool> are_reports_given_up = false;
+
 }  // namespace
+
+void give_up_reports() {
+  are_reports_given_up = true;
+}
 
 bool System::is_windows() const {
   return false;
@@ -34,6 +44,23 @@ void System::signal(std::int64_t pid, Signal signal) const {
 
 bool System::can_signal(std::int64_t pid) const {
   return names_process(pid) && ::kill(static_cast<pid_t>(pid), 0) == 0;
+}
+
+bool System::report(const std::string& line) const {
+  if (are_reports_given_up) return false;
+  const std::string text = line + "\n";
+  sigset_t broken_pipe;
+  sigset_t before;
+  sigemptyset(&broken_pipe);
+  sigaddset(&broken_pipe, SIGPIPE);
+  pollfd error{.fd = STDERR_FILENO, .events = POLLOUT, .revents = 0};
+  if (::poll(&error, 1, 0) != 1 || error.revents != POLLOUT) return false;
+  ::pthread_sigmask(SIG_BLOCK, &broken_pipe, &before);
+  const auto count = ::write(STDERR_FILENO, text.data(), text.size());
+  const timespec at_once{};
+  if (count < 0 && errno == EPIPE) ::sigtimedwait(&broken_pipe, nullptr, &at_once);
+  ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  return count == static_cast<ssize_t>(text.size());
 }
 
 std::string System::random_uuid() const {

@@ -27,6 +27,7 @@ void UtilityServerManager::_monitor_loop() {
       } catch (const std::exception&) {  // looked at again in the next pass
       }
     }
+    write_unwritten();
   }
 }
 

@@ -45,6 +45,7 @@ void UtilityServerManager::cleanup_all_servers() {
     } catch (const std::exception&) {  // the next one follows
     }
   }
+  write_unwritten();
 }
 
 }  // namespace utility_manager

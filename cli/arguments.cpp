@@ -86,10 +86,10 @@ client. No client has to run; while one does, nothing is changed unless --force 
 
 commands:
   list             each instance on record, and whether it runs
-  why ID           what the state file says, what the process says, and whether they fit
-  stop ID          end an instance with all its processes, and remove its state file
+  why ID           what its file says, what the process says, and whether they fit
+  stop ID          end an instance with all its processes, and remove its file
   adopt --dry-run  what a client that starts now would adopt, drop and leave alone
-  clean            show the state files of what has gone, and remove them
+  clean            show the files of what has gone, and remove them
 
 An ID may be shortened to its first characters.
 

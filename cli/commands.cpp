@@ -54,7 +54,7 @@ int why(const Arguments& arguments, const Terminal& terminal) {
   const auto findings = findings_of(arguments);
   const auto& finding = find(findings, arguments.id);
   say(arguments, explanation_json(finding), explanation(finding, terminal));
-  return finding.state == State::running ? 0 : 1;
+  return finding.state == State::running || finding.state == State::orphan ? 0 : 1;
 }
 
 /// True when the instance has ended, which its client may not have noticed yet.
@@ -68,14 +68,14 @@ bool end(const ServerInfo& record) {
 int stop(const Arguments& arguments, const Terminal&) {
   const auto findings = findings_of(arguments);
   const auto& finding = find(findings, arguments.id);
-  if (finding.state != State::running && finding.state != State::gone) {
+  const bool runs = finding.state == State::running || finding.state == State::orphan;
+  if (!runs && finding.state != State::gone) {
     throw std::runtime_error(name_of(finding) + " isn't known to run; see 'why'");
   }
   refuse_beside_client(arguments);
-  const bool ran = finding.state == State::running;
-  const bool has_gone = !ran || end(finding.record);
+  const bool has_gone = !runs || end(finding.record);
   if (has_gone) remove_state_file(arguments, finding);
-  const auto* const outcome = !has_gone ? "could not be ended" : ran ? "stopped" : "had gone";
+  const auto* const outcome = !has_gone ? "could not be ended" : runs ? "stopped" : "had gone";
   say(arguments, outcome_json(finding, outcome), name_of(finding) + ": " + outcome + "\n");
   return has_gone ? 0 : 1;
 }
@@ -112,7 +112,7 @@ int clean(const Arguments& arguments, const Terminal& terminal) {
   std::vector<Finding> removed;
   if (!stale.empty() && !arguments.dry_run) {
     refuse_beside_client(arguments);
-    const bool agreed = arguments.yes || terminal.confirms("Remove these state files? [y/N] ");
+    const bool agreed = arguments.yes || terminal.confirms("Remove these files? [y/N] ");
     if (agreed) removed = remove_stale(arguments, stale);
     if (!arguments.json) std::cout << removal(removed.size(), agreed);
   }

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <stdexcept>
 
+#include "cli/start_records.h"
 #include "utility_manager/limits.h"
 #include "utility_manager/persistence/state_file_form.h"
 #include "utility_manager/platform/files.h"
@@ -65,8 +66,14 @@ const char* word_for(State state) {
   switch (state) {
     case State::running:
       return "running";
+    case State::starting:
+      return "starting";
+    case State::orphan:
+      return "orphan";
     case State::gone:
       return "gone";
+    case State::unproven:
+      return "unproven";
     case State::another:
       return "another process";
     case State::incomplete:
@@ -77,9 +84,10 @@ const char* word_for(State state) {
   return "";
 }
 
-const char* adoption_of(State state) {
-  if (state == State::running) return "adopt";
-  return state == State::unreadable ? "leave" : "drop";
+const char* adoption_of(const Finding& finding) {
+  if (is_stale(finding)) return "drop";
+  if (finding.state == State::orphan) return finding.is_persistent ? "adopt" : "end";
+  return finding.state == State::running && !finding.is_start_record ? "adopt" : "leave";
 }
 
 std::vector<Finding> look_at(const std::string& state_directory) {
@@ -89,6 +97,12 @@ std::vector<Finding> look_at(const std::string& state_directory) {
     if (!std::string_view(name).ends_with(state_file_suffix)) continue;
     const auto content = directory.read(name, limits::state_file_bytes);
     findings.push_back(examine(name, content ? read_state_file(content->bytes) : std::nullopt));
+  }
+  for (auto& finding : look_at_start_records(state_directory)) {
+    const auto is_same = [&](const Finding& other) {
+      return other.record.server_id == finding.record.server_id;
+    };
+    if (std::ranges::none_of(findings, is_same)) findings.push_back(std::move(finding));
   }
   std::ranges::sort(findings, {}, [](const Finding& finding) {
     return std::pair(age_key(finding), finding.record.server_id);
@@ -109,7 +123,8 @@ const Finding& find(const std::vector<Finding>& findings, const std::string& id)
 }
 
 bool is_stale(const Finding& finding) {
-  return finding.state != State::running && finding.state != State::unreadable;
+  return finding.state == State::gone || finding.state == State::another ||
+         finding.state == State::incomplete;
 }
 
 }  // namespace utility_manager::cli

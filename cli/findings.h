@@ -9,28 +9,34 @@
 
 namespace utility_manager::cli {
 
-/// How a state file and the process that it names stand to each other.
+/// How a state file or start record and the process that it names stand to each other.
 enum class State {
   running,     ///< they fit
+  starting,    ///< a start is in progress
+  orphan,      ///< they fit, and the client that wrote the start record has gone
   gone,        ///< there is no such process
+  unproven,    ///< there is such a process, but nothing proves that a start record means it
   another,     ///< an unrelated process was given the id
   incomplete,  ///< the file lacks identifier, process or port
   unreadable,  ///< the file can't be read or understood
 };
 
-/// The word for a state, and what a client does with such a file when it starts.
 const char* word_for(State state);
-const char* adoption_of(State state);
 
-/// What was found out about one state file. Nothing was changed by it.
+/// What was found out about one state file or start record. Nothing was changed by it.
 struct Finding {
   std::string file_name;
+  bool is_start_record = false;
+  bool is_persistent = true;
   State state = State::unreadable;
   ServerInfo record;  ///< what the file says; its identifier is the file's name where it has none
   std::optional<platform::ProcessIdentity> process;  ///< where there is one that can be looked at
 };
 
-/// One per state file, the oldest instance first. Fails with `platform::SystemError` when the
+/// What a client does with the file when it starts.
+const char* adoption_of(const Finding& finding);
+
+/// One per instance, the oldest first. Fails with `platform::SystemError` when the
 /// directory can't be listed.
 std::vector<Finding> look_at(const std::string& state_directory);
 

@@ -10,7 +10,7 @@ namespace utility_manager::cli {
 namespace {
 
 Colour colour_of(State state) {
-  if (state == State::running) return Colour::green;
+  if (state == State::running || state == State::starting) return Colour::green;
   return state == State::gone ? Colour::dim : Colour::yellow;
 }
 
@@ -84,7 +84,14 @@ std::string misfit(const Finding& finding) {
 
 std::string verdict(const Finding& finding) {
   switch (finding.state) {
+    case State::starting:
+      return "A start is in progress.";
+    case State::orphan:
+      return "It runs though its client has gone: its command line carries the ID.";
+    case State::unproven:
+      return "There is such a process, but nothing proves that it is this one.";
     case State::running:
+      if (finding.is_start_record) return "Its client runs.";
       if (!finding.process) return "The process can't be looked at; nothing speaks against it.";
       if (carries_id(finding)) return "They fit: the process's command line carries the ID.";
       return "Nothing speaks against it: the command line doesn't carry the ID, the time may fit.";
@@ -134,7 +141,7 @@ std::string explanation(const Finding& finding, const Terminal& terminal) {
   const auto add = [&text](const char* title, const std::string& value) {
     text += title + value + "\n";
   };
-  add("state file  ", printable(finding.file_name));
+  add("file        ", printable(finding.file_name));
   add("  written   ", time_text(created(finding)));
   add("  process   ", number_or_dash(record.pid));
   add("  port      ", number_or_dash(record.port));
@@ -164,7 +171,7 @@ std::string adoption_table(const std::vector<Finding>& findings, const Terminal&
   std::vector<Row> rows;
   rows.reserve(findings.size());
   for (const auto& finding : findings) {
-    rows.push_back({{adoption_of(finding.state), colour_of(finding.state)},
+    rows.push_back({{adoption_of(finding), colour_of(finding.state)},
                     {printable(finding.record.server_id)},
                     {text_or_dash(finding.record.utility_name), Colour::bold},
                     {verdict(finding)}});
@@ -175,7 +182,7 @@ std::string adoption_table(const std::vector<Finding>& findings, const Terminal&
 values::Value adoption_json(const std::vector<Finding>& findings) {
   return list_of(findings, [](const Finding& finding) {
     auto members = members_of(finding);
-    members.append("would", adoption_of(finding.state));
+    members.append("would", adoption_of(finding));
     return members;
   });
 }

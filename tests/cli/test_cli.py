@@ -50,6 +50,14 @@ class Directory:
         content = {"server_id": server_id} | usual | fields
         (self.states / f"{server_id}.json").write_text(json.dumps(content))
 
+    def start(self, server_id: str, pid: int, client: int, persistent: bool = False) -> None:
+        """Writes a start record, whose client has no known start time."""
+        state = {"server_id": server_id, "utility_name": "notes", "port": 8891, "pid": 0}
+        owner = {"pid": client, "start_ticks": 0}
+        head = {"state": state, "persistent": persistent, "client": owner}
+        text = f"{json.dumps(head)}\n{json.dumps({'pid': pid})}\n"
+        (self.states / f".{server_id}.starting").write_text(text)
+
     def files(self) -> set[str]:
         return {path.stem for path in self.states.iterdir()}
 
@@ -148,6 +156,26 @@ def test_stop_ends_the_process_and_removes_its_file(directory, all_kinds):
     for other in ("another", "incomplete", "unreadable"):
         assert "isn't known to run" in directory.run("stop", other, code=1)
     assert directory.files() == {"another", "incomplete", "unreadable"}
+
+
+def test_start_records_count_too(directory):
+    kept, ended, owned, gone = (str(uuid.uuid4()) for _ in range(4))
+    for server_id, client in ((kept, 2**30), (ended, 2**30), (owned, os.getpid())):
+        child = directory.spawn("-c", "import sys; sys.stdin.read()", "--server-id", server_id)
+        threading.Thread(target=child.wait, daemon=True).start()
+        directory.start(server_id, child.pid, client, persistent=server_id == kept)
+    directory.start(gone, 2**30, 2**30)
+    (directory.states / f".{uuid.uuid4()}.starting").write_text('{"state": ')
+    told = {entry["server_id"]: entry for entry in directory.json("adopt", "--dry-run")}
+    assert {told[kept]["state"], told[ended]["state"]} == {"orphan"}
+    assert (told[owned]["state"], told[gone]["state"]) == ("running", "gone")
+    would = {server_id: told[server_id]["would"] for server_id in told}
+    assert would == {kept: "adopt", ended: "end", owned: "leave", gone: "drop"}
+    assert "its client has gone" in directory.run("why", kept)
+    directory.run("clean", "--yes")
+    assert directory.json("stop", ended)["outcome"] == "stopped"
+    left = {f".{server_id}" for server_id in (kept, owned)}
+    assert left < directory.files() and len(directory.files()) == 3
 
 
 def test_stop_doesnt_rest_on_the_parent(directory):

@@ -218,13 +218,14 @@ std::vector<StartRecord> records_of_others(const std::string& state_dir) {
   return records;
 }
 
-std::vector<Orphan> orphaned_records(const std::string& state_dir) {
+std::vector<Orphan> orphaned_records(const std::string& state_dir, Parts parts) {
   std::vector<Orphan> orphans;
   const auto seen = walk(state_dir);
   if (!seen) return orphans;
   for (const auto& [record, young] : seen->found) {
     if (!runs(record.client)) orphans.push_back({record, young});
   }
+  if (parts == Parts::left) return orphans;
   for (const auto& path : seen->parts) remove_if_any(path);
   return orphans;
 }

@@ -48,9 +48,12 @@ struct Orphan {
   bool is_young = false;  ///< a child without process id may still be on its way
 };
 
-/// The records of clients that have gone. Removes what such clients left half written. A file that
-/// isn't known for ours is left alone. None when the directory can't be read.
-std::vector<Orphan> orphaned_records(const std::string& state_dir);
+/// What becomes of what such clients left half written.
+enum class Parts { removed, left };
+
+/// The records of clients that have gone. A file that isn't known for ours is left alone. None when
+/// the directory can't be read.
+std::vector<Orphan> orphaned_records(const std::string& state_dir, Parts parts = Parts::removed);
 
 /// The state file, whole or not at all, in place of the record. Fails with `SystemError` and with
 /// `std::invalid_argument`; then the record stays.

@@ -7,9 +7,9 @@ namespace utility_manager::python {
 
 InspectionLayer inspection_layer() {
   try {
-    Ref psutil = import_module("psutil");
+    const Ref psutil = import_module("psutil");
     return {.processes = new_library_processes(Ref::borrow(psutil.get())),
-            .name = std::move(psutil)};
+            .name = Ref::borrow(psutil.get())};
   } catch (const host::HostFailure&) {
     return {.processes = platform::bare_processes(), .name = Ref::borrow(Py_None)};
   }

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <chrono>
 #include <filesystem>
 #include <sstream>
 
@@ -8,7 +9,9 @@
 #include <unistd.h>
 
 #include "tests/utility_manager/manager_fixture.h"
+#include "utility_manager/persistence/start_record.h"
 #include "utility_manager/platform/child_process.h"
+#include "utility_manager/platform/failures.h"
 #include "utility_manager/platform/files.h"
 #include "utility_manager/platform/process_search.h"
 
@@ -238,10 +241,34 @@ TEST_F(Records, AFailedWriteIsToldOnceAndMadeAgain) {
   EXPECT_TRUE(fs::exists(manager->_state_file_path(again)));
 }
 
+TEST_F(Records, BecomeStateFilesWholeOrNotAtAll) {
+  ServerInfo info;
+  info.server_id = server_id;
+  info.port = 8890;
+  const auto path = manager->_state_file_path(server_id);
+  const auto earlier = manager->state_dir() + "/earlier";
+  platform::write_file(path, "earlier");
+  fs::create_hard_link(path, earlier);
+  write_start_record(manager->state_dir(), info, {.is_persistent = true});
+  turn_into_state_file(manager->state_dir(), info, false);
+  EXPECT_EQ(platform::read_file(path), write_state_file(info, false));
+  EXPECT_EQ(platform::read_file(earlier), "earlier");  // nothing was written in place
+  fs::remove(path);
+  fs::create_directory(path);
+  write_start_record(manager->state_dir(), info, {.is_persistent = true});
+  EXPECT_THROW(turn_into_state_file(manager->state_dir(), info, false), platform::SystemError);
+  EXPECT_TRUE(fs::exists(path_of(server_id)));
+  EXPECT_FALSE(fs::exists(manager->state_dir() + "/." + server_id + ".unfinished"));
+}
+
 TEST_F(Records, AHeldDirectoryDelaysAStartAndNoMore) {
   offer("kept", {{"persistent", true}});
   const platform::DirectoryLock held(manager->state_dir(), 0);
   EXPECT_TRUE(held.is_held());
   EXPECT_FALSE(platform::DirectoryLock(manager->state_dir(), 0).is_held());
-  EXPECT_TRUE(fs::exists(manager->_state_file_path(start_id("kept"))));
+  const auto begin = std::chrono::steady_clock::now();
+  const auto id = start_id("kept");
+  const std::chrono::duration<double> waited = std::chrono::steady_clock::now() - begin;
+  EXPECT_GE(waited.count(), 2 * limits::directory_lock_wait);  // to reserve, and to record
+  EXPECT_TRUE(fs::exists(manager->_state_file_path(id)));
 }

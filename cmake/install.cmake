@@ -10,6 +10,7 @@ set(public_headers
     catalogue/utility_info.h
     catalogue/utility_map.h
     failures.h
+    forked_child.h
     host/device.h
     host/failures.h
     host/local.h

@@ -72,6 +72,10 @@ std::vector<std::string> build_process_args(
   return command_line(plan, port);
 }
 
+FilePath get_state_dir() {
+  return {make_state_directory()};
+}
+
 bool is_port_available(std::int64_t port) {
   return platform::system().can_bind(port);
 }
@@ -88,7 +92,7 @@ std::string format_utility_start_error(const std::string& base_msg,
 }  // namespace
 
 void bind_launch(PyObject* manager) {
-  bind<&make_state_directory>(manager, "_get_state_dir");
+  bind<&get_state_dir>(manager, "_get_state_dir");
   bind<&create_server_info, Text, Text, Integer, Same<Process>, Same<Mapping>, Text, Truth,
        Optional<Text>, Optional<Text>>(
       manager, "_create_server_info",

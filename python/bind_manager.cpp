@@ -10,6 +10,7 @@ struct NewManager {
   using Type = NewManager;
   static std::string name() { return class_of<Manager>->tp_name; }
   static Type read(PyObject* object, const ArgumentName& which) {
+    refuse_forked_child();
     if (!is_instance<Manager>(object)) throw_wrong_type(which, name(), object);
     return {.object = object, .made = nullptr};
   }
@@ -30,6 +31,10 @@ PortPool::Ports port_pool(const Manager&) {
   return PortPool::all();
 }
 
+FilePath state_dir(const Manager& self) {
+  return {self.state_dir()};
+}
+
 void bind_attributes(PyObject* manager) {
   bind_attribute<&Manager::servers>(manager, "servers");
   bind_attribute<&Manager::used_ports>(manager, "used_ports");
@@ -37,7 +42,7 @@ void bind_attributes(PyObject* manager) {
   bind_attribute<&Manager::running>(manager, "running");
   bind_attribute<of_catalogue<&Catalogue::snapshot>>(manager, "utility_registry");
   bind_attribute<of_catalogue<&Catalogue::is_complete>>(manager, "_utility_registry_complete");
-  bind_attribute<&Manager::state_dir>(manager, "state_dir");
+  bind_attribute<&state_dir>(manager, "state_dir");
   bind_attribute<&port_pool>(manager, "port_pool");
 }
 

@@ -42,10 +42,14 @@ void persist(const Manager& self, const values::Mapping& server_info, bool requi
                        write_state_file(server_info, require_group_name));
 }
 
+FilePath state_file_path(const Manager& self, const std::string& server_id) {
+  return {self._state_file_path(server_id)};
+}
+
 }  // namespace
 
 void bind_state_files(PyObject* manager) {
-  bind<&Manager::_state_file_path, Text>(manager, "_state_file_path", {"server_id"});
+  bind<&state_file_path, Text>(manager, "_state_file_path", {"server_id"});
   bind<&persist, Instance, Truth>(manager, "_persist_server_state",
                                   {"server_info", "require_group_name"});
   bind<&Manager::_remove_state_file, Text>(manager, "_remove_state_file", {"server_id"});

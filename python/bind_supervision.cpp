@@ -12,14 +12,10 @@ namespace {
 std::string collect(Manager& self, const std::string& server_id, double max_wait,
                     std::int64_t max_chars) {
   constexpr double slice = 2 * limits::snippet_poll_interval;
-  const auto& system = platform::system();
-  double now = system.wall_clock();
-  const double deadline = now + max_wait;
+  const platform::WallDeadline deadline(max_wait);
   std::string text;
-  for (; now < deadline; now = system.wall_clock()) {
-    text =
-        self.collect_utility_stderr_snippet(server_id, std::min(slice, deadline - now), max_chars);
-    if (!text.empty()) break;
+  for (double left = deadline.left(); left > 0 && text.empty(); left = deadline.left()) {
+    text = self.collect_utility_stderr_snippet(server_id, std::min(slice, left), max_chars);
     look_for_signals();
   }
   return text;

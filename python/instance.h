@@ -7,6 +7,7 @@
 
 #include "python/arguments.h"
 #include "python/ref.h"
+#include "utility_manager/forked_child.h"
 
 namespace utility_manager {
 class UtilityServerManager;
@@ -30,6 +31,11 @@ concept Bound = std::same_as<Type, UtilityServerManager> || std::same_as<Type, M
     std::same_as<Type, UtilityRegistration> || std::same_as<Type, StderrBuffer> ||
     std::same_as<Type, LineReader> || std::same_as<Type, platform::Stream> ||
     std::same_as<Type, platform::ProcessHandle> || std::same_as<Type, platform::ProcessTable>;
+
+/// The types whose objects are of no use in a forked child of the client.
+template <typename Type>
+concept belongs_to_one_process =
+    !std::same_as<Type, UtilityRegistration> && !std::same_as<Type, platform::ProcessTable>;
 
 /// The class of a type; null until it's made.
 template <Bound Type>
@@ -72,6 +78,7 @@ struct Self {
   using Type = Held<Owner>;
   static std::string name() { return class_of<Owner>->tp_name; }
   static Type read(PyObject* object, const ArgumentName& which) {
+    if constexpr (belongs_to_one_process<Owner>) refuse_forked_child();
     if (!is_instance<Owner>(object)) throw_wrong_type(which, name(), object);
     auto held = std::static_pointer_cast<Owner>(held_by(object));
     if (!held) throw_not_initialised(which, class_of<Owner>);

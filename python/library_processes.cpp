@@ -59,6 +59,12 @@ class LibraryProcess : public Process {
     return with_gil([this] { return is_true(method("is_running").get()); });
   }
 
+  void collect() const override {
+    const platform::ProcessReference reference(pid_);
+    const bool has_ended = reference.wait_for_end(platform::Deadline(0));
+    if (has_ended && exists()) platform::collect_child(reference);
+  }
+
   Processes descendants() const override {
     return with_gil([this] {
       const Ref children = attribute(process_.get(), "children");

@@ -36,6 +36,14 @@ inline Ref given(double number) {
 inline Ref given(const std::string& text) {
   return decoded(text);
 }
+/// The file system's bytes, as the interpreter itself decodes them.
+struct FilePath {
+  std::string bytes;
+};
+inline Ref given(const FilePath& path) {
+  return checked(PyUnicode_DecodeFSDefaultAndSize(path.bytes.data(),
+                                                  static_cast<Py_ssize_t>(path.bytes.size())));
+}
 inline Ref given(const values::Value& value) {
   return to_python(value);
 }

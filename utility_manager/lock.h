@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "utility_manager/failures.h"
+#include "utility_manager/forked_child.h"
 
 #if defined(__clang__)
 #define UM_ANNOTATION(x) __attribute__((x))
@@ -23,10 +24,12 @@
 namespace utility_manager {
 
 /// The manager's mutex. Not reentrant: a thread that holds it and comes again, as a client's
-/// service that calls back may do, fails with `RuntimeError`.
+/// service that calls back may do, fails with `RuntimeError`, and so does any thread of a forked
+/// child of the client.
 class UM_CAPABILITY("mutex") Lock {
  public:
   void acquire() UM_ACQUIRE() {
+    refuse_forked_child();
     if (holder_ == std::this_thread::get_id()) {
       throw RuntimeError("the manager can't be called from within one of its own operations");
     }

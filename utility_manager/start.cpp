@@ -177,7 +177,12 @@ values::Value UtilityServerManager::start_utility_server(
     std::erase(starting_, plan.marker());
     reservation.recorded();
     write_down(*instance, keeping_of(plan));
-    if (!running_) _start_monitoring();
+    if (!running_) {
+      try {
+        _start_monitoring();
+      } catch (const std::exception&) {  // the next start tries again, and lists look by themselves
+      }
+    }
   }
   return {{"server_id", plan.server_id},
           {"port", port},

@@ -6,6 +6,7 @@
 #include "utility_manager/persistence/state_file_reader.h"
 #include "utility_manager/platform/directory_use.h"
 #include "utility_manager/platform/paths.h"
+#include "utility_manager/platform/wakeup.h"
 #include "utility_manager/supervision/monitor_thread.h"
 
 namespace utility_manager {
@@ -13,7 +14,8 @@ namespace utility_manager {
 UtilityServerManager::UtilityServerManager()
     : state_dir_(make_state_directory()),
       use_of_directory_(platform::use_directory(platform::directory_part(state_dir_))),
-      state_files_(std::make_shared<StateFileReader>()) {
+      state_files_(std::make_shared<StateFileReader>()),
+      monitor_wakeup_(std::make_shared<platform::Wakeup>()) {
   _load_persisted_states();
   recover_starts();
   catalogue_.all();

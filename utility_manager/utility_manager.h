@@ -58,8 +58,9 @@
 // whoever comes second finds nothing to do.
 //
 // `lock` is the one mutex and not reentrant: a thread that holds it and comes again fails with
-// `RuntimeError`, and an operation that otherwise never fails does so, too. Each operation says
-// whether it takes it (UM_EXCLUDES) or expects it (UM_REQUIRES); one that says nothing does
+// `RuntimeError`, and an operation that otherwise never fails does so, too; in a forked child of
+// the client every thread does, and neither attributes nor handles may be asked. Each operation
+// says whether it takes it (UM_EXCLUDES) or expects it (UM_REQUIRES); one that says nothing does
 // neither. Host services, plugins and the watch of a child run without it. A stop holds it through
 // all its waits. The attributes are snapshots that are published: reading one waits for nobody.
 //
@@ -79,6 +80,10 @@
 // it is public here because the binding offers it too.
 
 namespace utility_manager {
+
+namespace platform {
+class Wakeup;
+}
 
 struct CatalogueView;
 struct Keeping;
@@ -125,8 +130,9 @@ class UtilityServerManager : public std::enable_shared_from_this<UtilityServerMa
   /// empty for none; `utility_config` is a mapping and not changed; `utility_module_path` is a
   /// script to run in place of the registered one. Fails with `RuntimeError` and a message for the
   /// user, or with a failure of the language or address service; then nothing stays behind, unless
-  /// the address service fails once more at the very end or no monitor thread can be had: the
-  /// instance runs on and stands in the table. Blocks for the watch of the child without `lock`.
+  /// the address service fails once more at the very end: the instance runs on and stands in the
+  /// table. Where no monitor thread can be had the next start tries again. Blocks for the watch of
+  /// the child without `lock`.
   values::Value start_utility_server(const std::string& group_name, const std::string& utility_name,
                                      const values::Value& utility_config,
                                      const std::optional<std::string>& utility_module_path = {})
@@ -150,8 +156,8 @@ class UtilityServerManager : public std::enable_shared_from_this<UtilityServerMa
   /// Ends every instance, persistent ones too. The monitor goes on.
   void stop_all_utility_servers() UM_EXCLUDES(lock);
 
-  /// Ends the monitor and every instance whose registration isn't persistent now. Waits up to 2
-  /// seconds for the monitor.
+  /// Ends the monitor and every instance whose registration isn't persistent now. Wakes the monitor
+  /// and waits for its end, at most 2 seconds.
   void cleanup_all_servers() UM_EXCLUDES(lock);
 
   // ---- Monitor ---- supervision/monitor.cpp ----
@@ -293,6 +299,7 @@ class UtilityServerManager : public std::enable_shared_from_this<UtilityServerMa
   std::atomic<bool> running_ = false;
   mutable std::mutex monitor_mutex_;
   std::shared_ptr<MonitorThread> monitor_thread_;
+  const std::shared_ptr<platform::Wakeup> monitor_wakeup_;
 
   // Under `lock`.
   std::vector<StartMarker> starting_ UM_GUARDED_BY(lock);

@@ -29,7 +29,6 @@ double FakeSystem::wall_clock() const {
 }
 
 void FakeSystem::sleep(double seconds) const {
-  if (seconds == limits::monitor_interval) return sleep_as_monitor();
   const auto child = dying_child.lock();
   if (seconds == limits::start_watch && child) child->wait(patience);
   {
@@ -39,23 +38,29 @@ void FakeSystem::sleep(double seconds) const {
   if (on_sleep) on_sleep(seconds);
 }
 
-void FakeSystem::sleep_as_monitor() const {
-  std::unique_lock held(mutex_);
-  monitor_sleeps_ = true;
-  changed_.notify_all();
-  changed_.wait(held, [this] { return !monitor_sleeps_ || monitor_stays_awake_; });
+void FakeSystem::sleep_until_called(double /*seconds*/, platform::Wakeup& wakeup,
+                                    platform::Wakeup::Count count) const {
+  {
+    const std::lock_guard held(mutex_);
+    if (monitor_stays_awake_) return;
+    sleeping_monitor_ = &wakeup;
+    changed_.notify_all();
+  }
+  constexpr double for_ever = 1e9;
+  wakeup.sleep(for_ever, count);
+  const std::lock_guard held(mutex_);
+  sleeping_monitor_ = nullptr;
 }
 
 void FakeSystem::await_monitor() {
   std::unique_lock held(mutex_);
-  changed_.wait(held, [this] { return monitor_sleeps_; });
+  changed_.wait(held, [this] { return sleeping_monitor_; });
 }
 
 void FakeSystem::wake_monitor() {
   std::unique_lock held(mutex_);
-  changed_.wait(held, [this] { return monitor_sleeps_; });
-  monitor_sleeps_ = false;
-  changed_.notify_all();
+  changed_.wait(held, [this] { return sleeping_monitor_; });
+  std::exchange(sleeping_monitor_, nullptr)->call();
 }
 
 void FakeSystem::let_monitor_pass() {
@@ -66,7 +71,7 @@ void FakeSystem::let_monitor_pass() {
 void FakeSystem::keep_monitor_awake() {
   const std::lock_guard held(mutex_);
   monitor_stays_awake_ = true;
-  changed_.notify_all();
+  if (sleeping_monitor_) sleeping_monitor_->call();
 }
 
 std::shared_ptr<platform::ProcessHandle> FakeSystem::spawn(

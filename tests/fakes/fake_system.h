@@ -18,8 +18,8 @@ namespace utility_manager::fakes {
 
 /// Binds itself for its life. Its clock moves by sleeps alone, and these cost nothing: the watch of
 /// a child whose script's name begins with "dying" lasts until it has died, any other no time at
-/// all; the monitor sleeps until it is woken. Commands are recorded and not run, ports are free.
-/// All else is the real system, unless a member says otherwise.
+/// all; the monitor sleeps until it is woken or called. Commands are recorded and not run, ports
+/// are free. All else is the real system, unless a member says otherwise.
 class FakeSystem : public platform::System {
  public:
   bool windows = false;
@@ -52,6 +52,8 @@ class FakeSystem : public platform::System {
   bool is_windows() const override { return windows; }
   double wall_clock() const override;
   void sleep(double seconds) const override;
+  void sleep_until_called(double seconds, platform::Wakeup& wakeup,
+                          platform::Wakeup::Count count) const override;
   std::shared_ptr<platform::ProcessHandle> spawn(const std::vector<std::string>& arguments,
                                                  std::uint32_t flags) const override;
   void signal(std::int64_t pid, platform::Signal signal) const override;
@@ -63,12 +65,10 @@ class FakeSystem : public platform::System {
                                              const std::set<std::int64_t>& except) const override;
 
  private:
-  void sleep_as_monitor() const;
-
   mutable std::mutex mutex_;
   mutable std::condition_variable changed_;
   mutable double clock_ = System::wall_clock();
-  mutable bool monitor_sleeps_ = false;
+  mutable platform::Wakeup* sleeping_monitor_ = nullptr;  ///< null while it's awake
   bool monitor_stays_awake_ = false;
   platform::BindSystem binding_{*this};
 };

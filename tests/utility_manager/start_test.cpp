@@ -279,7 +279,8 @@ TEST_F(Start, AnInstanceThatStandsInTheTableRunsOn) {
   EXPECT_EQ(processes.living.size(), 2u);
 
   UtilityServerManager unshared;  // a monitor can't keep it alive
-  EXPECT_THROW(unshared.start_utility_server("", "unmapped", Mapping()), std::bad_weak_ptr);
+  EXPECT_THROW(unshared._start_monitoring(), std::bad_weak_ptr);
+  unshared.start_utility_server("", "unmapped", Mapping());
   EXPECT_EQ(unshared.servers().size(), 1u);
   EXPECT_FALSE(unshared.running());
   unshared.stop_all_utility_servers();

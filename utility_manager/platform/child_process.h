@@ -17,4 +17,7 @@ std::shared_ptr<ProcessHandle> spawn_child(const std::vector<std::string>& argum
 /// The handle of the child with this id, where there still is one.
 std::shared_ptr<ProcessHandle> own_child(pid_t pid);
 
+/// What `Process::collect` does, for a process that still has this id.
+void collect_child(const ProcessReference& process);
+
 }  // namespace utility_manager::platform

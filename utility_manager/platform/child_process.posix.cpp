@@ -12,6 +12,7 @@
 
 #include "utility_manager/platform/deadline.h"
 #include "utility_manager/platform/failures.h"
+#include "utility_manager/platform/fork.h"
 #include "utility_manager/platform/process_reference.h"
 #include "utility_manager/platform/spawn.h"
 #include "utility_manager/platform/system.h"
@@ -40,6 +41,12 @@ class ChildProcess : public ProcessHandle {
   std::optional<int> poll_locked();
   void send(int signal);
 
+  /// In a forked child the mutex may be held for ever, and the process looks like nobody's child.
+  void refuse_other_process() const {
+    if (fork_depth() != fork_depth_) throw SystemError(ECHILD);
+  }
+
+  const int fork_depth_ = fork_depth();
   ProcessReference reference_;
   const std::shared_ptr<Stream> output_;
   const std::shared_ptr<Stream> error_;
@@ -67,6 +74,7 @@ void collect_dropped_children() {
 }
 
 ChildProcess::~ChildProcess() {
+  if (fork_depth() != fork_depth_) return;  // the parent has it still
   const bool ended = poll().has_value();
   Children& all = children();
   const std::lock_guard guard(all.mutex);
@@ -76,6 +84,7 @@ ChildProcess::~ChildProcess() {
 }
 
 std::optional<int> ChildProcess::poll() {
+  refuse_other_process();
   const std::lock_guard guard(mutex_);
   return poll_locked();
 }
@@ -102,11 +111,13 @@ std::optional<int> ChildProcess::wait(std::optional<double> seconds) {
 }
 
 std::optional<int> ChildProcess::returncode() const {
+  refuse_other_process();
   const std::lock_guard guard(mutex_);
   return returncode_;
 }
 
 void ChildProcess::send(int signal) {
+  refuse_other_process();
   const std::lock_guard guard(mutex_);
   if (poll_locked()) return;
   const int failure = reference_.signal(signal);
@@ -140,6 +151,15 @@ std::shared_ptr<ProcessHandle> own_child(pid_t pid) {
   const std::lock_guard guard(all.mutex);
   const auto entry = all.handles.find(pid);
   return entry == all.handles.end() ? nullptr : entry->second.lock();
+}
+
+void collect_child(const ProcessReference& process) {
+  const auto child = own_child(process.pid());
+  if (child && !child->returncode()) {
+    child->poll();
+  } else {
+    process.collect();
+  }
 }
 
 std::shared_ptr<ProcessHandle> System::spawn(const std::vector<std::string>& arguments,

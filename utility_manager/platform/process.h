@@ -33,6 +33,10 @@ class Process {
   /// True while the process exists, ended but uncollected included.
   virtual bool exists() const = 0;
 
+  /// Collects the exit status if the process is an ended child of the client. One that a handle is
+  /// held of is collected by that.
+  virtual void collect() const {}
+
   /// Every descendant at the time of the call, at every depth. Fails with `NoSuchProcess`, and with
   /// `NotInspected` where there is no process inspection.
   virtual std::vector<std::shared_ptr<Process>> descendants() const = 0;

@@ -25,6 +25,7 @@ class ReferredProcess : public Process {
 
   std::int64_t pid() const override { return reference_.pid(); }
   bool is_exact() const override { return reference_.is_exact(); }
+  void collect() const override { collect_child(reference_); }
   void kill() const override { signal(Signal::kill); }
   void signal(Signal signal) const override { reference_.send(signal); }
 
@@ -60,12 +61,7 @@ class NativeProcess : public ReferredProcess {
 /// Collects `process` if it is an ended child of the client; true when it has left the process
 /// table. One of our own is collected by its handle, which keeps the exit code.
 bool has_gone(const ProcessReference& process) {
-  const auto child = own_child(process.pid());
-  if (child && !child->returncode()) {
-    child->poll();
-  } else if (process.collect().state == ChildState::ended) {
-    return true;
-  }
+  collect_child(process);
   return !process.exists();
 }
 

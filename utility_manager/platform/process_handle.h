@@ -11,7 +11,8 @@ namespace utility_manager::platform {
 class ProcessReference;
 
 /// A child process of the client. All members may be called from any thread; every caller sees the
-/// same exit code. Destroying a handle leaves the process alone.
+/// same exit code. Destroying a handle leaves the process alone. In a process that was forked since
+/// it was made, `SystemError` is what all but `pid` and the streams give.
 class ProcessHandle {
  public:
   virtual ~ProcessHandle() = default;

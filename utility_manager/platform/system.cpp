@@ -13,6 +13,11 @@ const System*& in_use() {
   return current;
 }
 
+double steady_clock() {
+  const auto now = std::chrono::steady_clock::now().time_since_epoch();
+  return std::chrono::duration<double>(now).count();
+}
+
 }  // namespace
 
 double System::wall_clock() const {
@@ -24,6 +29,17 @@ void System::sleep(double seconds) const {
   if (!(seconds > 0)) return;
   constexpr double longest = 3e9;  // a lifetime; the clock's own range ends somewhat later
   std::this_thread::sleep_for(std::chrono::duration<double>(std::min(seconds, longest)));
+}
+
+void System::sleep_until_called(double seconds, Wakeup& wakeup, Wakeup::Count count) const {
+  wakeup.sleep(seconds, count);
+}
+
+WallDeadline::WallDeadline(double seconds)
+    : by_wall_clock_(system().wall_clock() + seconds), by_steady_clock_(steady_clock() + seconds) {}
+
+double WallDeadline::left() const {
+  return std::min(by_wall_clock_ - system().wall_clock(), by_steady_clock_ - steady_clock());
 }
 
 const System& system() {

@@ -9,6 +9,7 @@
 
 #include "utility_manager/platform/process.h"
 #include "utility_manager/platform/process_handle.h"
+#include "utility_manager/platform/wakeup.h"
 
 namespace utility_manager::platform {
 
@@ -31,6 +32,9 @@ class System {
 
   /// Blocks the calling thread.
   virtual void sleep(double seconds) const;
+
+  /// `wakeup.sleep`.
+  virtual void sleep_until_called(double seconds, Wakeup& wakeup, Wakeup::Count count) const;
 
   /// Starts a child with its output and error streams on pipes; standard input, environment and
   /// working directory are inherited, no other descriptor is. `flags` has a meaning on Windows
@@ -73,6 +77,21 @@ void give_up_reports();
 
 /// The system in use.
 const System& system();
+
+/// A moment by the wall clock of the system in use, so many seconds from now. A clock that is set
+/// back doesn't put it off.
+class WallDeadline {
+ public:
+  explicit WallDeadline(double seconds);
+
+  /// The seconds left; not above 0 when it has passed.
+  double left() const;
+  bool passed() const { return !(left() > 0); }
+
+ private:
+  double by_wall_clock_;
+  double by_steady_clock_;
+};
 
 /// Puts `replacement` in place of the system for a scope. For tests: no thread may be using the
 /// system when the scope begins or ends.

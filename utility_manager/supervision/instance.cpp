@@ -26,7 +26,10 @@ bool is_refuted(const platform::ProcessIdentity& identity, const std::string& se
 
 bool Instance::is_alive() const {
   if (record_.process) return !record_.process->poll();
-  if (record_.adopted) return record_.adopted->exists();
+  if (record_.adopted) {
+    record_.adopted->collect();
+    return record_.adopted->exists();
+  }
   return is_process_alive(record_.pid);
 }
 

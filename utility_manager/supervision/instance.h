@@ -15,7 +15,8 @@ class Instance {
   explicit Instance(const ServerInfo& record) : record_(record) {}
 
   /// True while its process runs; false where none is known. An own child is asked itself and
-  /// collected. May fail where a handle or a process can't be asked.
+  /// collected, and so is an adopted process that an exec has made the client's own child. May fail
+  /// where a handle or a process can't be asked.
   bool is_alive() const;
 
   /// The dead test of the monitor and of the listings. An instance of which no process is known is

@@ -18,9 +18,10 @@ void UtilityServerManager::_start_monitoring() {
 }
 
 void UtilityServerManager::_monitor_loop() {
-  for (; running_; platform::system().sleep(limits::monitor_interval)) {
-    const auto instances = servers_now();
-    for (const auto& listed : *instances) {
+  for (;;) {
+    const auto calls = monitor_wakeup_->count();
+    if (!running_) return;
+    for (const auto instances = servers_now(); const auto& listed : *instances) {
       try {
         const auto instance = server(listed->server_id);
         if (instance && Instance(*instance).is_dead()) _handle_server_died(instance->server_id);
@@ -28,6 +29,7 @@ void UtilityServerManager::_monitor_loop() {
       }
     }
     write_unwritten();
+    platform::system().sleep_until_called(limits::monitor_interval, *monitor_wakeup_, calls);
   }
 }
 

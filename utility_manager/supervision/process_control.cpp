@@ -4,6 +4,7 @@
 #include <string>
 #include <utility>
 
+#include "utility_manager/forked_child.h"
 #include "utility_manager/limits.h"
 #include "utility_manager/platform/failures.h"
 #include "utility_manager/platform/system.h"
@@ -66,8 +67,8 @@ bool signal_until_gone(const Process& process) {
   const auto& system = platform::system();
   try {
     process.signal(platform::Signal::terminate);
-    const auto deadline = system.wall_clock() + limits::signal_grace;
-    while (system.wall_clock() < deadline && is_alive(process)) {
+    const platform::WallDeadline deadline(limits::signal_grace);
+    while (!deadline.passed() && is_alive(process)) {
       system.sleep(limits::signal_probe_interval);
     }
     if (is_alive(process)) process.signal(platform::Signal::kill);
@@ -110,6 +111,7 @@ bool is_process_alive(std::int64_t pid) {
 }
 
 bool kill_process_tree(std::int64_t pid) {
+  refuse_forked_child();
   if (!is_process_alive(pid)) return true;
   const auto root = find(pid);
   return !root || kill_process_tree(root);
@@ -132,6 +134,7 @@ bool kill_process_tree(const std::shared_ptr<Process>& root) {
 
 bool stop_utility_process(const std::shared_ptr<platform::ProcessHandle>& process,
                           std::int64_t pid) {
+  refuse_forked_child();
   const auto target = process && process->pid() != 0 ? process->pid() : pid;
   if (!is_process_alive(target)) return true;
   if (process && !process->poll()) {

@@ -43,12 +43,11 @@ std::string UtilityServerManager::get_utility_stderr_snippet(const std::string& 
 std::string UtilityServerManager::collect_utility_stderr_snippet(const std::string& server_id,
                                                                  double max_wait,
                                                                  std::int64_t max_chars) {
-  const auto& system = platform::system();
-  const auto deadline = system.wall_clock() + max_wait;
-  while (system.wall_clock() < deadline) {
+  const platform::WallDeadline deadline(max_wait);
+  while (!deadline.passed()) {
     auto text = get_utility_stderr_snippet(server_id, max_chars);
     if (!text.empty()) return text;
-    system.sleep(limits::snippet_poll_interval);
+    platform::system().sleep(limits::snippet_poll_interval);
   }
   return {};
 }

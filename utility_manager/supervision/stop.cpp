@@ -1,3 +1,4 @@
+#include "utility_manager/platform/wakeup.h"
 #include "utility_manager/supervision/instance.h"
 #include "utility_manager/supervision/monitor_thread.h"
 #include "utility_manager/utility_manager.h"
@@ -35,6 +36,7 @@ void UtilityServerManager::stop_all_utility_servers() {
 
 void UtilityServerManager::cleanup_all_servers() {
   running_ = false;
+  monitor_wakeup_->call();
   if (const auto monitor = monitor_thread()) monitor->join(limits::monitor_join);
   const auto instances = servers_now();
   for (const auto& listed : *instances) {

@@ -1,5 +1,6 @@
 #include "utility_manager/platform/system.h"
 
+#include <cmath>
 #include <set>
 
 #include <arpa/inet.h>
@@ -72,6 +73,22 @@ TEST(System, UuidsAreRandomAndCanonical) {
     EXPECT_EQ(uuid.find_first_of("ABCDEF"), uuid.npos) << uuid;
     EXPECT_TRUE(seen.insert(uuid).second) << uuid;
   }
+}
+
+TEST(System, AClockThatIsSetBackPutsNoDeadlineOff) {
+  struct SlippingClock : System {
+    mutable double now = 1000;
+    double wall_clock() const override { return now -= 100; }
+  } slipping;
+  const BindSystem binding(slipping);
+  const WallDeadline deadline(0.02);
+  while (!deadline.passed()) EXPECT_LE(deadline.left(), 0.02);
+  slipping.now = 1e6;  // set forward, as the clock says
+  EXPECT_FALSE(WallDeadline(1e9).passed());
+  for (const double none : {0.0, -1.0, std::nan("")}) EXPECT_TRUE(WallDeadline(none).passed());
+  const WallDeadline later(500);
+  slipping.now += 2000;
+  EXPECT_TRUE(later.passed());
 }
 
 TEST(System, AReplacementLastsForItsScope) {

@@ -1,4 +1,5 @@
 #include <chrono>
+#include <latch>
 
 #include "tests/utility_manager/manager_fixture.h"
 #include "utility_manager/platform/files.h"
@@ -47,25 +48,42 @@ TEST_F(Monitor, TakesTheDeadOffTheBooks) {
   EXPECT_EQ(manager->servers().size(), 2u);
 }
 
-TEST_F(Monitor, IsOneThreadThatEndsAfterItsSleep) {
+TEST_F(Monitor, IsOneThreadThatACleanupEndsAtOnce) {
   EXPECT_EQ(manager->monitor_thread(), nullptr);
   manager->_start_monitoring();
   const auto first = manager->monitor_thread();
   manager->_start_monitoring();
   EXPECT_EQ(manager->monitor_thread(), first);
   system.let_monitor_pass();
-  const auto begin = std::chrono::steady_clock::now();
-  manager->cleanup_all_servers();  // in vain: the monitor sleeps
-  EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::seconds(2));
-  EXPECT_TRUE(first->is_alive());
-  start("notes", "unwatched");
-  EXPECT_EQ(manager->monitor_thread(), first);
-  EXPECT_FALSE(manager->running());
-  system.wake_monitor();
-  first->join(60);
-  EXPECT_FALSE(first->is_alive());
+  manager->cleanup_all_servers();  // it sleeps
+  EXPECT_FALSE(first->is_alive() || manager->running());
   start("notes", "watched");
   EXPECT_TRUE(manager->running());
   EXPECT_NE(manager->monitor_thread(), first);
   EXPECT_TRUE(manager->monitor_thread()->is_alive());
+}
+
+TEST_F(Monitor, IsGivenUpByACleanupThatFindsItAtWork) {
+  std::latch asked(1);
+  std::latch answered(1);
+  start("notes", "0");
+  children[0]->on_poll = [&]() -> std::optional<int> {
+    asked.count_down();
+    answered.wait();
+    return std::nullopt;
+  };
+  const auto first = manager->monitor_thread();
+  system.wake_monitor();
+  asked.wait();
+  children[0]->on_poll = [] { return 0; };
+  const auto begin = std::chrono::steady_clock::now();
+  manager->cleanup_all_servers();
+  EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::seconds(2));
+  EXPECT_TRUE(first->is_alive() && !manager->running());
+  start("notes", "unwatched");
+  EXPECT_EQ(manager->monitor_thread(), first);
+  EXPECT_FALSE(manager->running());
+  answered.count_down();
+  first->join(60);
+  EXPECT_FALSE(first->is_alive());
 }

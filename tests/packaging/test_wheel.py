@@ -74,7 +74,7 @@ def test_round_in_an_empty_environment(wheel, tmp_path):
     bare = studio_process(programs, tmp_path, stderr=subprocess.PIPE)
     assert "the extra [studio]" in bare.communicate()[1] and bare.returncode == 1
     absent = "import importlib.util as u; print(u.find_spec('velmora_client'))"
-    assert run(programs / "python3", "-c", absent, cwd=tmp_path) == "None\n"
+    assert run(programs / "python3", "-I", "-c", absent) == "None\n"
 
 
 def test_studio_beside_what_the_system_holds(wheel, tmp_path):

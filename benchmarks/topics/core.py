@@ -44,7 +44,7 @@ def measure() -> list[Row]:
         Row("Stop of a bare child, beyond its own exit", milliseconds(times["stop"]),
             f"{milliseconds(times['stop_in_bare_c'])} in bare C", beyond, 0.2, "ms", at_most=True),
         ratio("A tree of 100 processes ended", times["tree"], times["tree_in_bare_c"], "in bare C",
-              1.2),
+              1.1),
         ratio("Spawn with 1 GiB more in the client's memory", times["spawn/1024"],
               times["spawn/0"], f"without (fork: {forks})", 1.1),
     ]

@@ -54,7 +54,7 @@ def measure() -> list[Row]:
             each = (resident_kibibytes() - before) / COUNT
             *others, most = wake_ups_of_others()
     return [
-        Row("Memory of an idle instance in its client", f"{COUNT} instances", "", each, 64, "KiB",
+        Row("Memory of an idle instance in its client", f"{COUNT} instances", "", each, 40, "KiB",
             at_most=True),
         Row(f"Wake-ups of {COUNT} idle instances in {WATCHED_SECONDS} s, but the monitor's",
             f"{len(others)} threads; the monitor {most}", "", sum(others), 0, "", at_most=True),

@@ -1,6 +1,8 @@
 """Sweep, reload, lists and views of 100 instances, beside the same in Python with psutil."""
 
 import contextlib
+import os
+import time
 from collections.abc import Iterator
 from concurrent.futures import ThreadPoolExecutor
 from typing import Any
@@ -15,6 +17,8 @@ COUNT = 100
 ROUNDS = 15
 CALLS = 5
 BUSY_ROUNDS = 5
+
+SETTLING = 2.5  # seconds until files that have just been written count as unchanged
 
 OF_PROCESSES = ("server_id", "port", "pid", "local_url", "create_time", "studio_url", "lang")
 
@@ -130,14 +134,22 @@ def sweep(manager: Any) -> list[Row]:
 
 
 def reload(manager: Any, plain: Any) -> list[Row]:
+    """Beside Python, and beside nothing but a look at each file in bare C."""
+    import bare_c
+
     work = manager._load_persisted_states
-    idle, beside = measuring.alternate(
-        work, plain.load_persisted_states, rounds=ROUNDS, calls=CALLS)
+    paths = [entry.path for entry in os.scandir(manager.state_dir) if entry.name[0] != "."]
+    assert bare_c.look_at(paths) == COUNT
+    idle, beside, bare_look = measuring.alternate(
+        work, plain.load_persisted_states, lambda: bare_c.look_at(paths),
+        rounds=ROUNDS, calls=CALLS)
     with measuring.busy_interpreter():
         [busy] = measuring.alternate(work, rounds=ROUNDS, part=0.5)
-    row = within(f"Reload of {COUNT} state files with probe", idle, 1)
-    row.beside = f"{milliseconds(beside)} in Python"
-    return [row, added_busily("Reload", idle, busy)]
+    what = f"Reload of {COUNT} state files with probe"
+    return [compare(what, idle, beside, 20),
+            Row(what, milliseconds(idle), f"{milliseconds(bare_look)} for a look at each in bare C",
+                idle / bare_look, 1.5, at_most=True),
+            added_busily("Reload", idle, busy)]
 
 
 def view(manager: Any, plain: Any) -> list[Row]:
@@ -165,6 +177,7 @@ def adopted(manager: Any, plain: Any) -> list[Row]:
     with instances.sleeping_processes(COUNT) as processes:
         records = [instances.record(number, each.pid) for number, each in enumerate(processes)]
         instances.write_state_files(client.directory / "config" / "utility_states", records)
+        time.sleep(SETTLING)
         assert manager.list_utility_servers() == plain.list_utility_servers()
         rows = [*reload(manager, plain), *lists(manager, plain, "adopted", 25)]
         rows += view(manager, plain)

@@ -45,7 +45,7 @@ def compare(sink: int | IO[Any], place: str) -> list[Row]:
     return [
         Row(f"Relay to {place}", rate(system), f"{rate(plain)} by Python readers",
             system / plain, 20),
-        Row(f"Relay to {place}", rate(system), f"{rate(bare)} in bare C", system / bare, 0.9),
+        Row(f"Relay to {place}", rate(system), f"{rate(bare)} in bare C", system / bare, 0.95),
     ]
 
 

@@ -44,8 +44,9 @@ State state_without_proof(const Orphan& orphan) {
 }  // namespace
 
 std::vector<Finding> look_at_start_records(const std::string& state_directory) {
-  const auto others = records_of_others(state_directory);
-  const auto orphans = orphaned_records(state_directory, Parts::left);
+  const auto none_known = [](const std::string&) { return false; };
+  const auto others = records_of_running_clients(state_directory, none_known);
+  const auto orphans = orphaned_records(state_directory, none_known, Parts::left);
   if (others.empty() && orphans.empty()) return {};
   const auto holders = platform::processes_with_option("--server-id");
   const auto process_of = [&](const StartRecord& start) {

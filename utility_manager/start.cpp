@@ -46,7 +46,7 @@ void check_navbar_instances(const ServerTable::Records& instances, const StartPl
   }
 }
 
-/// What the starts of other clients take: their ports, and the persistent utilities.
+/// What the starts of other managers take: their ports, and the persistent utilities.
 struct Taken {
   std::vector<std::int64_t> ports;
   std::vector<StartMarker> starting;
@@ -96,7 +96,9 @@ class UtilityServerManager::Reservation {
     const LockHeld held(manager.lock);
     const platform::DirectoryLock alone(manager.state_dir_, limits::directory_lock_wait);
     manager.reload();
-    const auto others = taken_by(records_of_others(manager.state_dir_));
+    const auto others = taken_by(records_of_running_clients(
+        manager.state_dir_,
+        [&manager](const std::string& server_id) { return manager.owns(server_id); }));
     check(plan, per_group, others.starting);
     manager.starting_.reserve(manager.starting_.size() + 1);
     const auto port = manager.ports_.available(others.ports);
@@ -162,6 +164,7 @@ values::Value UtilityServerManager::start_utility_server(
     const values::Value& utility_config, const std::optional<std::string>& utility_module_path) {
   if (!utility_config.is_mapping()) throw TypeError("utility_config must be a mapping");
   _load_persisted_states();
+  recover_starts();
   const auto plan =
       plan_start(catalogue_, group_name, utility_name, utility_config, utility_module_path);
   Reservation reservation(*this, plan);

@@ -271,6 +271,13 @@ class UtilityServerManager : public std::enable_shared_from_this<UtilityServerMa
   /// Adopts or ends what clients that have gone have started. Signals no process whose command line
   /// doesn't name the instance.
   void recover_starts() UM_EXCLUDES(lock);
+
+  /// Whether the instance is a child of this manager's.
+  bool owns(const std::string& server_id) const;
+
+  /// Has an instance that goes on running without this client found by the next one, also when it
+  /// wasn't persistent at its start.
+  void keep_running(const ServerInfo& instance) UM_EXCLUDES(lock);
   void recover(const Orphan& orphan, const platform::Processes& roots) UM_EXCLUDES(lock);
   void adopt(const StartRecord& start, const platform::Process& process) UM_EXCLUDES(lock);
 

@@ -11,6 +11,12 @@
 namespace utility_manager {
 namespace {
 
+/// A process that carries the name is the child, unless another one is known to be.
+bool is_of(const Orphan& orphan, const std::string& server_id, std::int64_t pid) {
+  const auto& state = orphan.record.state;
+  return server_id == state.server_id && (state.pid == 0 || state.pid == pid);
+}
+
 /// Without a process of the name: true when the child has gone, or was never born.
 bool is_over(const Orphan& orphan) {
   const auto& state = orphan.record.state;
@@ -60,14 +66,27 @@ void UtilityServerManager::write_unwritten() {
   }
 }
 
+void UtilityServerManager::keep_running(const ServerInfo& instance) {
+  const LockHeld held(lock);
+  if (!platform::path_exists(start_record_path(state_dir_, instance.server_id))) return;
+  const bool in_group = instance.group_name.has_value();
+  write_down(instance, {.is_persistent = true, .require_group_name = in_group});
+}
+
+bool UtilityServerManager::owns(const std::string& server_id) const {
+  const auto instance = servers_.find(server_id);
+  return instance && instance->process;
+}
+
 void UtilityServerManager::recover_starts() {
-  const auto orphans = orphaned_records(state_dir_);
+  const auto orphans = orphaned_records(
+      state_dir_, [this](const std::string& server_id) { return owns(server_id); });
   if (orphans.empty()) return;
   const auto holders = platform::processes_with_option("--server-id");
   for (const auto& orphan : orphans) {
     platform::Processes roots;
     for (const auto& [server_id, process] : holders) {
-      if (server_id == orphan.record.state.server_id) roots.push_back(process);
+      if (is_of(orphan, server_id, process->pid())) roots.push_back(process);
     }
     try {
       recover(orphan, roots);
@@ -98,6 +117,7 @@ void UtilityServerManager::adopt(const StartRecord& start, const platform::Proce
   record->adopted = std::move(adoption.process);
   const auto instance = std::make_shared<const ServerInfo>(*std::move(record));
   const LockHeld held(lock);
+  if (servers_.find(instance->server_id)) return;  // another thread was quicker
   ports_.use(instance->port, lock);
   servers_.add(instance, lock);
   write_down(*instance, {.is_persistent = true, .require_group_name = start.require_group_name});

@@ -34,11 +34,11 @@ OwnStarts& own_starts() {
   return *starts;
 }
 
-/// Those of this process, which is `client`.
-std::set<std::string> own_starts_of(const platform::ProcessStamp& client) {
+/// `client` is this process.
+bool is_own_start(const platform::ProcessStamp& client, const std::string& server_id) {
   auto& own = own_starts();
   const std::lock_guard held(own.mutex);
-  return own.pid == client.pid ? own.server_ids : std::set<std::string>();
+  return own.pid == client.pid && own.server_ids.contains(server_id);
 }
 
 void remember_own_start(const platform::ProcessStamp& client, const std::string& server_id) {
@@ -117,16 +117,15 @@ bool is_young(const platform::FileStamp& stamp) {
 /// written is of no use to anybody.
 class Walk {
  public:
-  explicit Walk(const std::string& state_dir) : state_dir_(state_dir) {
+  Walk(const std::string& state_dir, const IsKnown& is_known) : state_dir_(state_dir) {
     platform::Directory directory(state_dir);
-    const auto own = own_starts_of(platform::own_stamp());
     while (const char* const name = directory.next()) {
       const auto record_id = identifier_in(name, record_suffix);
       const auto unfinished_id = identifier_in(name, unfinished_suffix);
-      if (!record_id.empty() && !own.contains(record_id)) {
-        look_at(directory, name, record_id, record_head + state_head(record_id));
+      if (!record_id.empty()) {
+        if (!is_known(record_id)) look_at_record(directory, name, record_id);
       } else if (!unfinished_id.empty()) {
-        look_at(directory, name, {}, state_head(unfinished_id));
+        look_at(directory, name, state_head(unfinished_id));
       }
     }
   }
@@ -134,38 +133,54 @@ class Walk {
   struct Found {
     StartRecord record;
     bool is_young;
+    bool client_runs;
   };
   std::vector<Found> found;
   std::vector<std::string> parts;  ///< paths
 
  private:
-  void look_at(const platform::Directory& directory, const char* name, const std::string& server_id,
-               const std::string& head) {
+  /// A start of this program is known as such before its record is there, and for as long: asked
+  /// before the record is read, it can't be taken for anybody else's.
+  void look_at_record(const platform::Directory& directory, const char* name,
+                      const std::string& server_id) {
+    const bool is_own = is_own_start(client_, server_id);
     const auto content = directory.read(name, limits::state_file_bytes);
     if (!content) return;
-    const bool young = is_young(content->stamp);
-    auto record = server_id.empty() ? std::nullopt : read_record(content->bytes, server_id);
-    if (record) {
-      found.push_back({*std::move(record), young});
-    } else if (!young && begins_as(content->bytes, head)) {
-      parts.push_back(platform::join_paths(state_dir_, name));
+    auto record = read_record(content->bytes, server_id);
+    if (!record) {
+      note_part(*content, name, record_head + state_head(server_id));
+      return;
     }
+    const bool client_runs = is_own || runs(record->client);
+    found.push_back({*std::move(record), is_young(content->stamp), client_runs});
+  }
+
+  void look_at(const platform::Directory& directory, const char* name, const std::string& head) {
+    const auto content = directory.read(name, limits::state_file_bytes);
+    if (content) note_part(*content, name, head);
+  }
+
+  void note_part(const platform::Directory::Content& content, const char* name,
+                 const std::string& head) {
+    if (is_young(content.stamp) || !begins_as(content.bytes, head)) return;
+    parts.push_back(platform::join_paths(state_dir_, name));
+  }
+
+  /// What this very process has started without being this program is nobody's.
+  bool runs(const platform::ProcessStamp& client) const {
+    return client != client_ && platform::still_runs(client);
   }
 
   const std::string& state_dir_;
+  const platform::ProcessStamp client_ = platform::own_stamp();
 };
 
-std::optional<Walk> walk(const std::string& state_dir) {
+std::optional<Walk> walk(const std::string& state_dir, const IsKnown& is_known) {
   try {
-    return std::make_optional<Walk>(state_dir);
+    return std::make_optional<Walk>(state_dir, is_known);
   } catch (const platform::SystemError&) {
     return std::nullopt;
   }
-}
-
-/// A client that is this very process was another program: what it started is nobody's.
-bool runs(const platform::ProcessStamp& client) {
-  return client != platform::own_stamp() && platform::still_runs(client);
 }
 
 void remove_if_any(const std::string& path) {
@@ -208,22 +223,24 @@ void remove_start_record(const std::string& state_dir, const std::string& server
   forget_own_start(server_id);
 }
 
-std::vector<StartRecord> records_of_others(const std::string& state_dir) {
+std::vector<StartRecord> records_of_running_clients(const std::string& state_dir,
+                                                    const IsKnown& is_known) {
   std::vector<StartRecord> records;
-  const auto seen = walk(state_dir);
+  const auto seen = walk(state_dir, is_known);
   if (!seen) return records;
-  for (const auto& [record, young] : seen->found) {
-    if (runs(record.client)) records.push_back(record);
+  for (const auto& each : seen->found) {
+    if (each.client_runs) records.push_back(each.record);
   }
   return records;
 }
 
-std::vector<Orphan> orphaned_records(const std::string& state_dir, Parts parts) {
+std::vector<Orphan> orphaned_records(const std::string& state_dir, const IsKnown& is_known,
+                                     Parts parts) {
   std::vector<Orphan> orphans;
-  const auto seen = walk(state_dir);
+  const auto seen = walk(state_dir, is_known);
   if (!seen) return orphans;
-  for (const auto& [record, young] : seen->found) {
-    if (!runs(record.client)) orphans.push_back({record, young});
+  for (const auto& each : seen->found) {
+    if (!each.client_runs) orphans.push_back({each.record, each.is_young});
   }
   if (parts == Parts::left) return orphans;
   for (const auto& path : seen->parts) remove_if_any(path);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -39,8 +40,13 @@ void add_process_id(const std::string& state_dir, const std::string& server_id, 
 /// Never fails.
 void remove_start_record(const std::string& state_dir, const std::string& server_id);
 
-/// The records of the other clients that run. None when the directory can't be read.
-std::vector<StartRecord> records_of_others(const std::string& state_dir);
+/// Whether the asking manager knows the instance without its record.
+using IsKnown = std::function<bool(const std::string& server_id)>;
+
+/// The records of clients that run, those of other managers of this client included; of what isn't
+/// known. None when the directory can't be read.
+std::vector<StartRecord> records_of_running_clients(const std::string& state_dir,
+                                                    const IsKnown& is_known);
 
 /// A record whose client has gone.
 struct Orphan {
@@ -51,9 +57,10 @@ struct Orphan {
 /// What becomes of what such clients left half written.
 enum class Parts { removed, left };
 
-/// The records of clients that have gone. A file that isn't known for ours is left alone. None when
-/// the directory can't be read.
-std::vector<Orphan> orphaned_records(const std::string& state_dir, Parts parts = Parts::removed);
+/// The records of clients that have gone, of what isn't known. A file that isn't ours for certain
+/// is left alone. None when the directory can't be read.
+std::vector<Orphan> orphaned_records(const std::string& state_dir, const IsKnown& is_known,
+                                     Parts parts = Parts::removed);
 
 /// The state file, whole or not at all, in place of the record. Fails with `SystemError` and with
 /// `std::invalid_argument`; then the record stays.

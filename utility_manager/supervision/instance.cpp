@@ -22,14 +22,21 @@ bool is_refuted(const platform::ProcessIdentity& identity, const std::string& se
   return !fits && !carries(identity.command_line, server_id);
 }
 
+/// One that can't be asked is what its id is.
+bool exists(const platform::Process& process) {
+  try {
+    process.collect();
+    return process.exists();
+  } catch (const std::exception&) {
+    return is_process_alive(process.pid());
+  }
+}
+
 }  // namespace
 
 bool Instance::is_alive() const {
   if (record_.process) return !record_.process->poll();
-  if (record_.adopted) {
-    record_.adopted->collect();
-    return record_.adopted->exists();
-  }
+  if (record_.adopted) return exists(*record_.adopted);
   return is_process_alive(record_.pid);
 }
 
@@ -45,11 +52,11 @@ const platform::ProcessReference* Instance::watched() const {
 
 bool Instance::is_another() const {
   if (record_.process) return record_.process->id_has_new_owner();
-  return record_.adopted && !record_.adopted->exists();
+  return record_.adopted && !exists(*record_.adopted);
 }
 
 bool Instance::holds_id() const {
-  if (record_.adopted) return record_.adopted->exists();
+  if (record_.adopted) return exists(*record_.adopted);
   return is_process_alive(record_.pid) && !is_another();
 }
 

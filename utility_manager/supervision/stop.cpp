@@ -42,8 +42,12 @@ void UtilityServerManager::cleanup_all_servers() {
   for (const auto& listed : *instances) {
     try {
       const auto instance = server(listed->server_id);
-      if (instance && !is_persistent(*instance, catalogue_))
+      if (!instance) continue;
+      if (is_persistent(*instance, catalogue_)) {
+        keep_running(*instance);
+      } else {
         stop_utility_server(instance->server_id);
+      }
     } catch (const std::exception&) {  // the next one follows
     }
   }

@@ -1,3 +1,4 @@
+#include <atomic>
 #include <chrono>
 #include <latch>
 
@@ -66,8 +67,11 @@ TEST_F(Monitor, IsOneThreadThatACleanupEndsAtOnce) {
 TEST_F(Monitor, IsGivenUpByACleanupThatFindsItAtWork) {
   std::latch asked(1);
   std::latch answered(1);
+  std::atomic<bool> was_asked = false;
   start("notes", "0");
+  system.await_monitor();
   children[0]->on_poll = [&]() -> std::optional<int> {
+    if (was_asked.exchange(true)) return 0;
     asked.count_down();
     answered.wait();
     return std::nullopt;
@@ -75,7 +79,6 @@ TEST_F(Monitor, IsGivenUpByACleanupThatFindsItAtWork) {
   const auto first = manager->monitor_thread();
   system.wake_monitor();
   asked.wait();
-  children[0]->on_poll = [] { return 0; };
   const auto begin = std::chrono::steady_clock::now();
   manager->cleanup_all_servers();
   EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::seconds(2));

@@ -36,9 +36,10 @@ Parameters all_parameters() {
   const Registration defaults;
   Parameters parameters = {"self"};
   for (const auto& field : Registration::fields()) {
-    parameters.push_back(optional(field.name, defaults.*field.member));
+    const bool has_to_be_given = field.member == &Registration::utility_name;
+    parameters.push_back(has_to_be_given ? Parameter(field.name)
+                                         : optional(field.name, defaults.*field.member));
   }
-  parameters[1].default_value = nullptr;  // the name has to be given
   parameters.push_back(optional("extra"));
   return parameters;
 }

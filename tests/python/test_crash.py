@@ -190,3 +190,78 @@ def test_clients_that_start_at_once_share_nothing(tmp_path):
         client.communicate("\n")
     assert sorted(group for group, _ in results) == sorted(map(str, range(groups)))
     assert len({port for _, port in results}) == groups
+
+
+def test_managers_of_one_client_stand_for_each_other(run_client):
+    """A start under way is nobody's orphan, and its name and port are taken."""
+    run_client(
+        """
+        import utility_manager as um
+        plugins.append(Plugin("p", [utility("kept", "import time\\ntime.sleep(120)", persistent=True),
+                                    utility("own", "import time\\ntime.sleep(120)")]))
+        first, second = um.utility_manager, um.UtilityServerManager()
+        for name in ("kept", "own"):
+            results = []
+            start = lambda: results.append(first.start_utility_server("", name, {}))
+            starting = threading.Thread(target=start)
+            before = len(os.listdir(first.state_dir))
+            starting.start()
+            while len(os.listdir(first.state_dir)) == before: time.sleep(0.001)
+            third = um.UtilityServerManager()
+            assert third.servers == {}
+            if name == "kept":
+                fails_with(RuntimeError, "Utility 'kept' is already running globally",
+                           second.start_utility_server, "", name, {})
+            port = second.start_utility_server("", "own", {})["port"]
+            starting.join()
+            assert results[0]["port"] != port and first.is_utility_server_running(
+                results[0]["server_id"])
+            second.stop_all_utility_servers()
+            first.stop_all_utility_servers()
+        """
+    )
+
+
+def test_a_client_that_runs_meets_what_the_gone_have_started(tmp_path):
+    killed, running = start_clients(
+        tmp_path,
+        """
+        input()
+        threading.Thread(target=manager.start_utility_server, args=("", "kept", {})).start()
+        while not [name for name in os.listdir(manager.state_dir) if name.endswith(".starting")
+                   and open(os.path.join(manager.state_dir, name)).read().count("\\n") == 2]:
+            time.sleep(0.001)
+        os.kill(os.getpid(), signal.SIGKILL)
+        """,
+        """
+        input()
+        fails_with(RuntimeError, "Utility 'kept' is already running globally",
+                   manager.start_utility_server, "", "kept", {})
+        [server_id] = manager.servers
+        assert os.listdir(manager.state_dir) == [server_id + ".json"]
+        manager.stop_all_utility_servers()
+        """)
+    killed.communicate("\n")
+    assert killed.returncode == -signal.SIGKILL
+    running.communicate("\n")
+    assert running.returncode == 0
+
+
+def test_what_a_cleanup_keeps_is_found_by_the_next_client(run_client):
+    """Also where it has become persistent after its start."""
+    offer = """
+        plugins.append(Plugin("p", [utility("u", "import time\\ntime.sleep(120)", persistent={})]))
+        from utility_manager import utility_manager as manager
+        """
+    run_client(offer.format(False) + """
+        server_id = manager.start_utility_server("", "u", {})["server_id"]
+        plugins[:] = [Plugin("p", [utility("u", "", persistent=True)])]
+        manager.refresh_utility_registry()
+        manager.cleanup_all_servers()
+        assert os.listdir(manager.state_dir) == [server_id + ".json"]
+        """)
+    run_client(offer.format(True) + """
+        [server_id] = manager.servers
+        assert manager.is_utility_server_running(server_id)
+        manager.stop_all_utility_servers()
+        """)

@@ -86,7 +86,7 @@ def test_strangers_are_neither_adopted_nor_signalled(run_client):
         time.sleep(0.05)  # start times are told in ticks
         instance.kill()
         instance.wait()
-        for attempt in range(300):
+        for attempt in range(60):
             try: open("/proc/sys/kernel/ns_last_pid", "w").write(str(instance.pid - 1))
             except OSError: break
             other = sleeper()
@@ -171,4 +171,22 @@ deadline = time.monotonic() + 30
 while manager.list_utility_servers() and time.monotonic() < deadline: time.sleep(0.05)
 assert manager.servers == {} and files() == [] and manager.used_ports == set()
 """
+    )
+
+
+def test_a_utility_that_the_client_runs_in_keeps_its_state_file(run_client):
+    """It isn't adopted, and it is no stranger."""
+    run_client(
+        """
+        states = os.path.join(os.environ["FAKE_CLIENT_DATA"], "config", "utility_states")
+        os.makedirs(states)
+        for server_id in ("around", "stranger"):
+            record = {"server_id": server_id, "port": 8899, "pid": os.getpid(),
+                      "create_time": int(time.time())}
+            with open(os.path.join(states, server_id + ".json"), "w") as file:
+                json.dump(record, file)
+        from utility_manager import utility_manager as manager
+        assert manager.servers == {} and os.listdir(states) == ["around.json"]
+        """,
+        "--server-id", "around",
     )

@@ -85,6 +85,7 @@ class UtilityServerManager::Reconciliation {
     if (!record) return;
     auto adoption = examine_for_adoption(file.pid, file.server_id,
                                          values::at_or_null(file.content, "create_time"));
+    if (adoption.is_around_client) return;
     record->adopted = std::move(adoption.process);
     if (adoption.refuted) {
       remove.push_back(file.server_id);

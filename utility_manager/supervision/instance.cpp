@@ -70,11 +70,14 @@ Adoption examine_for_adoption(std::int64_t pid, const std::string& server_id,
                               const values::Value& create_time) {
   Adoption adoption;
   adoption.refuted = platform::is_client_or_ancestor(pid);
-  if (adoption.refuted) return adoption;
   try {
     const auto process = platform::processes().find(pid);
-    if (process->is_exact()) adoption.process = process;
     const auto identity = process->identity();
+    if (adoption.refuted) {
+      adoption.is_around_client = identity && carries(identity->command_line, server_id);
+      return adoption;
+    }
+    if (process->is_exact()) adoption.process = process;
     adoption.refuted = identity && is_refuted(*identity, server_id, create_time);
   } catch (const std::exception&) {  // can't be known, so nothing is refuted
   }

@@ -44,13 +44,14 @@ class Instance {
 /// Tells whether the live process `pid` can be the instance of a state file, and holds on to it.
 struct Adoption {
   bool refuted = false;                        ///< an unrelated process was given the id
+  bool is_around_client = false;               ///< refuted, yet it carries the `server_id`
   std::shared_ptr<platform::Process> process;  ///< null where the number is all there is
 };
 
 /// A process is refuted when it started later or earlier than `create_time` allows and its command
 /// line doesn't carry `server_id`; one of the two alone proves nothing, and where either can't be
 /// known nothing is refuted. The client itself, what it descends from and the system's first
-/// process always are.
+/// process always are; such a one may be the instance, in which the client runs.
 Adoption examine_for_adoption(std::int64_t pid, const std::string& server_id,
                               const values::Value& create_time);
 

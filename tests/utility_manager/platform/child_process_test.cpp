@@ -63,6 +63,27 @@ TEST(ChildProcess, AStatusTakenBySomebodyElseIsAnEnd) {
   ::signal(SIGCHLD, previous);
 }
 
+TEST(ChildProcess, AForkedClientLeavesItAlone) {
+  auto child = start_shell("exec sleep 1000");
+  const pid_t forked = ::fork();
+  if (forked == 0) {
+    int code = 1;
+    try {
+      child->poll();
+    } catch (const SystemError&) {
+      code = 0;
+    }
+    child.reset();  // the last one
+    ::_exit(code);
+  }
+  int status = 0;
+  ASSERT_EQ(::waitpid(forked, &status, 0), forked);
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(child->poll(), std::nullopt);
+  child->kill();
+  EXPECT_EQ(child->wait(60), -SIGKILL);
+}
+
 TEST(ChildProcess, ADroppedChildIsCollectedByALaterStart) {
   const int before = open_descriptors();
   auto child = start_shell("exec sleep 1000");

@@ -1,5 +1,7 @@
 #include "utility_manager/host/services.h"
 
+#include <atomic>
+
 namespace utility_manager::host {
 namespace {
 
@@ -8,7 +10,7 @@ Services& bound() {
   return *services;
 }
 
-thread_local std::uint64_t asked = 0;
+std::atomic<std::uint64_t> asked = 0;
 
 }  // namespace
 

@@ -26,8 +26,8 @@ void bind(const Services& services);
 /// The services bound, for whoever is about to ask one. A service that was never bound is null.
 const Services& services();
 
-/// How often this thread has been about to ask: while it stays the same, nothing has changed by the
-/// client's doing on this thread.
+/// How often anybody has been about to ask: while it stays the same, nothing has changed by the
+/// client's doing.
 std::uint64_t times_asked();
 
 }  // namespace utility_manager::host

@@ -50,8 +50,8 @@ std::vector<Finding> look_at_start_records(const std::string& state_directory) {
   if (others.empty() && orphans.empty()) return {};
   const auto holders = platform::processes_with_option("--server-id");
   const auto process_of = [&](const StartRecord& start) {
-    const auto& server_id = start.state.server_id;
-    const auto holder = std::ranges::find(holders, server_id, &platform::OptionHolder::value);
+    const auto holder =
+        std::ranges::find_if(holders, [&](const auto& each) { return is_proven(start, each); });
     return holder == holders.end() ? nullptr : holder->process;
   };
   std::vector<Finding> findings;

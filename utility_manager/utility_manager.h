@@ -259,10 +259,15 @@ class UtilityServerManager : public std::enable_shared_from_this<UtilityServerMa
   void reload() UM_REQUIRES(lock);
   void apply(Reconciliation& changes) UM_REQUIRES(lock);
 
+  // ---- Monitor, inside ---- supervision/monitor.cpp ----
+
+  /// A pass over the table.
+  void remove_dead_servers() UM_EXCLUDES(lock);
+
   // ---- Records of instances ---- persistence/recovery.cpp ----
 
-  /// Leaves the state file of a persistent instance, the start record of another one. Never fails:
-  /// a write that does is told once on the client's standard error, and made again later.
+  /// Leaves the state file of a persistent instance, the start record of another one. A write that
+  /// fails is told once on the client's standard error, and made again later.
   void write_down(const ServerInfo& instance, const Keeping& keeping) UM_REQUIRES(lock);
 
   /// Writes down what couldn't be written.

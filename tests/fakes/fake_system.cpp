@@ -110,7 +110,7 @@ void FakeSystem::run_command(const std::vector<std::string>& arguments, double s
 bool FakeSystem::report(const std::string& line) const {
   const std::lock_guard held(mutex_);
   reports.push_back(line);
-  return true;
+  return on_report();
 }
 
 bool FakeSystem::can_bind(std::int64_t port) const {

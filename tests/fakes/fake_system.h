@@ -36,6 +36,7 @@ class FakeSystem : public platform::System {
   mutable std::vector<std::string> commands;
   mutable std::vector<std::int64_t> asked_ports;
   mutable std::vector<std::string> reports;
+  std::function<bool()> on_report = [] { return true; };
 
   /// Waits until the monitor sleeps.
   void await_monitor();

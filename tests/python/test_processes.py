@@ -190,3 +190,28 @@ def test_a_utility_that_the_client_runs_in_keeps_its_state_file(run_client):
         """,
         "--server-id", "around",
     )
+
+
+@pytest.mark.skipif(VARIANT != "psutil", reason="the library alone may refuse to tell")
+def test_an_adopted_process_that_cannot_be_asked_breaks_nothing(run_client):
+    run_client(
+        """
+        import gc, psutil
+        from utility_manager import utility_manager as manager
+        sleeper = subprocess.Popen(["sleep", "60"], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        state = {"server_id": "s", "port": 9000, "pid": sleeper.pid, "create_time": int(time.time())}
+        with open(os.path.join(manager.state_dir, "s.json"), "w") as file:
+            json.dump(state, file)
+        assert [each["server_id"] for each in manager.list_utility_servers()] == ["s"]
+        class Refusing(psutil.Process):
+            def is_running(self): raise psutil.AccessDenied(self.pid)
+        for kept in gc.get_objects():  # the object that stands for the adopted process
+            if type(kept) is psutil.Process: kept.__class__ = Refusing
+        assert manager.is_utility_server_running("s")
+        manager.get_navbar_utilities()
+        assert [each["server_id"] for each in manager.list_utility_servers()] == ["s"]
+        sleeper.kill()
+        sleeper.wait()
+        assert manager.list_utility_servers() == [] and manager.used_ports == set()
+        """
+    )

@@ -11,12 +11,6 @@
 namespace utility_manager {
 namespace {
 
-/// A process that carries the name is the child, unless another one is known to be.
-bool is_of(const Orphan& orphan, const std::string& server_id, std::int64_t pid) {
-  const auto& state = orphan.record.state;
-  return server_id == state.server_id && (state.pid == 0 || state.pid == pid);
-}
-
 /// Without a process of the name: true when the child has gone, or was never born.
 bool is_over(const Orphan& orphan) {
   const auto& state = orphan.record.state;
@@ -39,6 +33,9 @@ bool end_trees(const platform::Processes& roots) {
 }  // namespace
 
 void UtilityServerManager::write_down(const ServerInfo& instance, const Keeping& keeping) {
+  auto& unwritten = unwritten_[instance.server_id];  // remembered before anything can fail
+  unwritten.is_persistent = keeping.is_persistent;
+  unwritten.require_group_name = keeping.require_group_name;
   try {
     const platform::DirectoryLock alone(state_dir_, limits::directory_lock_wait);
     if (keeping.is_persistent) {
@@ -48,9 +45,6 @@ void UtilityServerManager::write_down(const ServerInfo& instance, const Keeping&
     }
     unwritten_.erase(instance.server_id);
   } catch (const std::exception& failure) {
-    auto& unwritten = unwritten_[instance.server_id];
-    unwritten.is_persistent = keeping.is_persistent;
-    unwritten.require_group_name = keeping.require_group_name;
     if (unwritten.is_told) return;
     unwritten.is_told = platform::system().report(
         std::string("utility_manager: an instance can't be written down: ") + failure.what());
@@ -85,8 +79,8 @@ void UtilityServerManager::recover_starts() {
   const auto holders = platform::processes_with_option("--server-id");
   for (const auto& orphan : orphans) {
     platform::Processes roots;
-    for (const auto& [server_id, process] : holders) {
-      if (is_of(orphan, server_id, process->pid())) roots.push_back(process);
+    for (const auto& holder : holders) {
+      if (is_proven(orphan.record, holder)) roots.push_back(holder.process);
     }
     try {
       recover(orphan, roots);

@@ -192,6 +192,12 @@ void remove_if_any(const std::string& path) {
 
 }  // namespace
 
+bool is_proven(const StartRecord& start, const platform::OptionHolder& holder) {
+  const auto& [server_id, process] = holder;
+  return server_id == start.state.server_id &&
+         (start.state.pid == 0 || start.state.pid == process->pid());
+}
+
 std::string start_record_path(const std::string& state_dir, const std::string& server_id) {
   return hidden_path(state_dir, server_id, record_suffix);
 }

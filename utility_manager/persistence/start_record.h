@@ -22,6 +22,10 @@ struct StartRecord {
   platform::ProcessStamp client;
 };
 
+/// Whether a process that was found with a `--server-id` is the child of the record: it has that
+/// name, and the process id where the record tells one.
+bool is_proven(const StartRecord& start, const platform::OptionHolder& holder);
+
 /// Whether an instance is kept by a state file, or by its record alone.
 struct Keeping {
   bool is_persistent = false;

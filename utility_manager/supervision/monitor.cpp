@@ -21,15 +21,22 @@ void UtilityServerManager::_monitor_loop() {
   for (;;) {
     const auto calls = monitor_wakeup_->count();
     if (!running_) return;
-    for (const auto instances = servers_now(); const auto& listed : *instances) {
-      try {
-        const auto instance = server(listed->server_id);
-        if (instance && Instance(*instance).is_dead()) _handle_server_died(instance->server_id);
-      } catch (const std::exception&) {  // looked at again in the next pass
-      }
+    try {
+      remove_dead_servers();
+      write_unwritten();
+    } catch (const std::exception&) {  // no memory, as a rule; the next pass follows
     }
-    write_unwritten();
     platform::system().sleep_until_called(limits::monitor_interval, *monitor_wakeup_, calls);
+  }
+}
+
+void UtilityServerManager::remove_dead_servers() {
+  for (const auto instances = servers_now(); const auto& listed : *instances) {
+    try {
+      const auto instance = server(listed->server_id);
+      if (instance && Instance(*instance).is_dead()) _handle_server_died(instance->server_id);
+    } catch (const std::exception&) {  // looked at again in the next pass
+    }
   }
 }
 

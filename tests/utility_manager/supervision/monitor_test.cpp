@@ -64,6 +64,22 @@ TEST_F(Monitor, IsOneThreadThatACleanupEndsAtOnce) {
   EXPECT_TRUE(manager->monitor_thread()->is_alive());
 }
 
+TEST_F(Monitor, OutlivesAPassThatFails) {
+  std::filesystem::remove_all(manager->state_dir());  // so that there is something to write again
+  std::atomic<bool> fails = false;
+  system.on_report = [&]() -> bool {
+    if (fails) throw std::bad_alloc();
+    return false;
+  };
+  start("notes", "0");
+  system.await_monitor();
+  fails = true;
+  system.let_monitor_pass();
+  EXPECT_GE(system.reports.size(), 2u);
+  EXPECT_TRUE(manager->monitor_thread()->is_alive());
+  fails = false;
+}
+
 TEST_F(Monitor, IsGivenUpByACleanupThatFindsItAtWork) {
   std::latch asked(1);
   std::latch answered(1);

@@ -22,7 +22,7 @@ set(public_headers
     limits.h
     lock.h
     output.h
-    platform/descriptor.h
+    platform/handle.h
     platform/process.h
     platform/process_handle.h
     platform/stream.h

@@ -6,6 +6,7 @@ elseif(CMAKE_SYSTEM_NAME STREQUAL "Linux")
 else()
   set(platform_suffixes posix other)
 endif()
+set(platform_suffixes ${platform_suffixes} CACHE INTERNAL "The systems whose sources are built")
 
 # Drops from the list variable the sources of other systems.
 function(keep_sources_of_this_platform variable)

@@ -99,10 +99,10 @@ class LibraryProcess : public Process {
   PyObject* object() const { return process_.get(); }
 
  private:
-  static pid_t pid_of(PyObject* process) {
-    const auto pid = PyLong_AsLong(attribute(process, "pid").get());
+  static std::int64_t pid_of(PyObject* process) {
+    const auto pid = PyLong_AsLongLong(attribute(process, "pid").get());
     if (PyErr_Occurred()) throw_raised();
-    return static_cast<pid_t>(pid);
+    return pid;
   }
 
   Ref method(const char* name) const {
@@ -110,7 +110,7 @@ class LibraryProcess : public Process {
   }
 
   const Library& library_;
-  pid_t pid_;
+  std::int64_t pid_;
   KeptObject process_;
 };
 
@@ -146,7 +146,7 @@ class LibraryProcesses : public platform::ProcessTable {
     Processes left;
     Processes others;
     for (const auto& target : targets) {
-      const auto child = platform::own_child(static_cast<pid_t>(target->pid()));
+      const auto child = platform::own_child(target->pid());
       if (!child || child->returncode()) {
         others.push_back(target);
       } else if (!child->wait(deadline.milliseconds_left() / 1000.0)) {

@@ -13,7 +13,8 @@ namespace {
 
 std::uint32_t spawn_flags() {
   if (!platform::system().is_windows()) return 0;
-  return platform::CREATE_NEW_PROCESS_GROUP | platform::CREATE_NO_WINDOW;
+  return platform::creation_flags::create_new_process_group |
+         platform::creation_flags::create_no_window;
 }
 
 /// Ends a child whose relays could not be started.

@@ -3,9 +3,7 @@
 #include <memory>
 #include <string_view>
 
-#include <unistd.h>
-
-#include "utility_manager/platform/spawn.h"
+#include "utility_manager/platform/pipe.h"
 #include "utility_manager/platform/stream.h"
 
 namespace utility_manager::fakes {
@@ -16,19 +14,14 @@ class PipeStream {
   const std::shared_ptr<platform::Stream>& stream() const { return stream_; }
 
   /// All at once, so that it is read at once: at most PIPE_BUF bytes where that matters.
-  void write(std::string_view bytes) const {
-    while (!bytes.empty()) {
-      const auto count = ::write(pipe_.write_end.number(), bytes.data(), bytes.size());
-      bytes.remove_prefix(count > 0 ? static_cast<std::size_t>(count) : bytes.size());
-    }
-  }
+  void write(std::string_view bytes) const;
 
   void end() { pipe_.write_end.close(); }
 
  private:
   platform::Pipe pipe_ = platform::make_pipe();
   std::shared_ptr<platform::Stream> stream_ =
-      std::make_shared<platform::Stream>(pipe_.read_end.release());
+      std::make_shared<platform::Stream>(std::move(pipe_.read_end));
 };
 
 }  // namespace utility_manager::fakes

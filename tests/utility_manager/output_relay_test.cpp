@@ -86,8 +86,11 @@ TEST(OutputRelay, GoesOnWhenTheOutputTookNothingForAWhile) {
   auto broken = platform::make_pipe();
   auto sound = platform::make_pipe();
   broken.read_end.close();
-  const platform::Descriptor original(::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3));
-  ::dup2(broken.write_end.number(), STDOUT_FILENO);
+  const platform::Handle original(::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3));
+  const auto show = [](const platform::Handle& output) {
+    ::dup2(static_cast<int>(output.value()), STDOUT_FILENO);
+  };
+  show(broken.write_end);
   fakes::PipeStream source;
   const auto buffer = std::make_shared<StderrBuffer>();
   start_relay(source.stream(), "UTILITY-STDERR", buffer);
@@ -95,13 +98,13 @@ TEST(OutputRelay, GoesOnWhenTheOutputTookNothingForAWhile) {
   for (int i = 0; i < 100'000; ++i) bytes += "a line\n";
   source.write(bytes);
   while (buffer->size() < 100'000) std::this_thread::yield();
-  ::dup2(sound.write_end.number(), STDOUT_FILENO);
+  show(sound.write_end);
   source.write("heard\n");
   source.end();
   buffer->wait_for_lines(patience, patience);
-  ::dup2(original.number(), STDOUT_FILENO);
+  show(original);
   sound.write_end.close();
-  platform::Stream output(sound.read_end.release());
+  platform::Stream output(std::move(sound.read_end));
   EXPECT_EQ(output.read_rest(1000, patience), "[UTILITY-STDERR] heard\n");
   EXPECT_EQ(buffer->size(), 100'001u);
   EXPECT_EQ(buffer->lines(99'999), Lines({"a line", "heard"}));

@@ -1,10 +1,9 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
-
-#include <sys/types.h>
 
 #include "utility_manager/platform/process_handle.h"
 
@@ -15,7 +14,7 @@ namespace utility_manager::platform {
 std::shared_ptr<ProcessHandle> spawn_child(const std::vector<std::string>& arguments);
 
 /// The handle of the child with this id, where there still is one.
-std::shared_ptr<ProcessHandle> own_child(pid_t pid);
+std::shared_ptr<ProcessHandle> own_child(std::int64_t pid);
 
 /// What `Process::collect` does, for a process that still has this id.
 void collect_child(const ProcessReference& process);

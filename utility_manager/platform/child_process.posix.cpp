@@ -8,13 +8,14 @@
 #include <utility>
 
 #include <fcntl.h>
-#include <signal.h>
 
 #include "utility_manager/platform/deadline.h"
+#include "utility_manager/platform/descriptor.posix.h"
 #include "utility_manager/platform/failures.h"
 #include "utility_manager/platform/fork.h"
+#include "utility_manager/platform/pipe.h"
 #include "utility_manager/platform/process_reference.h"
-#include "utility_manager/platform/spawn.h"
+#include "utility_manager/platform/spawn.posix.h"
 #include "utility_manager/platform/system.h"
 
 namespace utility_manager::platform {
@@ -28,8 +29,8 @@ class ChildProcess : public ProcessHandle {
 
   std::int64_t pid() const override { return reference_.pid(); }
   std::optional<int> poll() override;
-  void terminate() override { send(SIGTERM); }
-  void kill() override { send(SIGKILL); }
+  void terminate() override { send(Signal::terminate); }
+  void kill() override { send(Signal::kill); }
   std::optional<int> wait(std::optional<double> seconds) override;
   std::optional<int> returncode() const override;
   std::shared_ptr<Stream> output_stream() const override { return output_; }
@@ -39,7 +40,7 @@ class ChildProcess : public ProcessHandle {
 
  private:
   std::optional<int> poll_locked();
-  void send(int signal);
+  void send(Signal signal);
 
   /// In a forked child the mutex may be held for ever, and the process looks like nobody's child.
   void refuse_other_process() const {
@@ -56,7 +57,7 @@ class ChildProcess : public ProcessHandle {
 
 struct Children {
   std::mutex mutex;
-  std::unordered_map<pid_t, std::weak_ptr<ChildProcess>> handles;
+  std::unordered_map<std::int64_t, std::weak_ptr<ChildProcess>> handles;
   std::vector<ProcessReference> dropped;  ///< they still ran when their handles went
 };
 
@@ -116,12 +117,14 @@ std::optional<int> ChildProcess::returncode() const {
   return returncode_;
 }
 
-void ChildProcess::send(int signal) {
+void ChildProcess::send(Signal signal) {
   refuse_other_process();
   const std::lock_guard guard(mutex_);
   if (poll_locked()) return;
-  const int failure = reference_.signal(signal);
-  if (failure != 0 && failure != ESRCH) throw SystemError(failure);
+  try {
+    reference_.send(signal);
+  } catch (const NoSuchProcess&) {
+  }
 }
 
 bool ChildProcess::id_has_new_owner() const {
@@ -138,15 +141,15 @@ std::shared_ptr<ProcessHandle> spawn_child(const std::vector<std::string>& argum
   output.write_end.close();
   error.write_end.close();
   const auto child =
-      std::make_shared<ChildProcess>(pid, std::make_shared<Stream>(output.read_end.release()),
-                                     std::make_shared<Stream>(error.read_end.release()));
+      std::make_shared<ChildProcess>(pid, std::make_shared<Stream>(std::move(output.read_end)),
+                                     std::make_shared<Stream>(std::move(error.read_end)));
   Children& all = children();
   const std::lock_guard guard(all.mutex);
   all.handles.insert_or_assign(pid, child);
   return child;
 }
 
-std::shared_ptr<ProcessHandle> own_child(pid_t pid) {
+std::shared_ptr<ProcessHandle> own_child(std::int64_t pid) {
   Children& all = children();
   const std::lock_guard guard(all.mutex);
   const auto entry = all.handles.find(pid);
@@ -170,7 +173,7 @@ std::shared_ptr<ProcessHandle> System::spawn(const std::vector<std::string>& arg
 void System::run_command(const std::vector<std::string>& arguments, double seconds,
                          std::uint32_t /*flags*/) const {
   const char* const sink = "/dev/null";
-  const Descriptor output = above_standard(Descriptor(::open(sink, O_WRONLY | O_CLOEXEC)));
+  const Handle output = above_standard(Handle(::open(sink, O_WRONLY | O_CLOEXEC)));
   if (!output) throw SystemError(errno, sink);
   ChildProcess command(start_program(arguments, output, output), nullptr, nullptr);
   if (command.wait(seconds)) return;

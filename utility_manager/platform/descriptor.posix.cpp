@@ -1,4 +1,4 @@
-#include "utility_manager/platform/descriptor.h"
+#include "utility_manager/platform/descriptor.posix.h"
 
 #include <cerrno>
 
@@ -10,14 +10,9 @@
 
 namespace utility_manager::platform {
 
-bool Descriptor::close() {
-  if (number_ < 0) return true;
-  return ::close(release()) == 0 || errno == EINTR;  // it is closed after EINTR too
-}
-
-Descriptor above_standard(Descriptor descriptor) {
-  if (!descriptor || descriptor.number() > STDERR_FILENO) return descriptor;
-  return Descriptor(::fcntl(descriptor.number(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+Handle above_standard(Handle handle) {
+  if (!handle || descriptor(handle) > STDERR_FILENO) return handle;
+  return Handle(::fcntl(descriptor(handle), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
 }
 
 bool wait_until_ready(int descriptor, short events, const Deadline& deadline) {

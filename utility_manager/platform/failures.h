@@ -5,7 +5,11 @@
 
 namespace utility_manager::platform {
 
-/// A refusal of the operating system. The text is "[Errno N] text" or "[Errno N] text: 'path'".
+/// A refusal by the system's number for it, as Python writes it: "[Errno N] text", and on Windows
+/// "[WinError N] text".
+std::string error_text(int code);
+
+/// A refusal of the operating system. The text is `error_text`, with ": 'path'" behind it.
 class SystemError : public std::runtime_error {
  public:
   explicit SystemError(int code);

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "utility_manager/platform/descriptor.h"
+#include "utility_manager/platform/handle.h"
 
 /// Files and directories. A path that holds a NUL byte names nothing. Failures are `SystemError`.
 namespace utility_manager::platform {
@@ -52,7 +52,7 @@ class SearchedDirectory {
 
  private:
   std::string path_;
-  Descriptor descriptor_;
+  Handle handle_;
 };
 
 /// What tells a file from what it was before. Times in nanoseconds since the Unix epoch.
@@ -108,10 +108,10 @@ class DirectoryLock {
   DirectoryLock& operator=(const DirectoryLock&) = delete;
   ~DirectoryLock();
 
-  bool is_held() const { return directory_ >= 0; }
+  bool is_held() const { return bool{directory_}; }
 
  private:
-  int directory_ = -1;  ///< held while it is open
+  Handle directory_;  ///< held while it is open
 };
 
 }  // namespace utility_manager::platform

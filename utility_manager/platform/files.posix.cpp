@@ -14,7 +14,7 @@
 #include <unistd.h>
 
 #include "utility_manager/platform/deadline.h"
-#include "utility_manager/platform/descriptor.h"
+#include "utility_manager/platform/descriptor.posix.h"
 #include "utility_manager/platform/failures.h"
 #include "utility_manager/platform/paths.h"
 
@@ -49,10 +49,10 @@ FileStamp stamp_of(const struct stat& status) {
 }
 
 /// Appends to `bytes` until the end of the file; gives an error number, 0 for none.
-int read_to_end(const Descriptor& file, std::size_t limit, std::string& bytes) {
+int read_to_end(const Handle& file, std::size_t limit, std::string& bytes) {
   char buffer[16 * 1024];
   for (;;) {
-    const ssize_t count = ::read(file.number(), buffer, sizeof buffer);
+    const ssize_t count = ::read(descriptor(file), buffer, sizeof buffer);
     if (count == 0) return 0;
     if (count > 0) bytes.append(buffer, static_cast<std::size_t>(count));
     if (bytes.size() > limit) return EFBIG;
@@ -63,19 +63,19 @@ int read_to_end(const Descriptor& file, std::size_t limit, std::string& bytes) {
 /// Reads a regular file and nothing else, so that it never waits for a writer.
 int read_regular_file(int directory, const char* path, std::size_t limit,
                       Directory::Content& content) {
-  const Descriptor file(::openat(directory, path, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  const Handle file(::openat(directory, path, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
   if (!file) return errno;
   struct stat status;
-  if (::fstat(file.number(), &status) != 0) return errno;
+  if (::fstat(descriptor(file), &status) != 0) return errno;
   if (S_ISDIR(status.st_mode)) return EISDIR;
   if (!S_ISREG(status.st_mode)) return EINVAL;
   content.stamp = stamp_of(status);
   return read_to_end(file, limit, content.bytes);
 }
 
-int write_all(const Descriptor& file, std::string_view bytes) {
+int write_all(const Handle& file, std::string_view bytes) {
   while (!bytes.empty()) {
-    const ssize_t count = ::write(file.number(), bytes.data(), bytes.size());
+    const ssize_t count = ::write(descriptor(file), bytes.data(), bytes.size());
     if (count >= 0) bytes.remove_prefix(static_cast<std::size_t>(count));
     if (count < 0 && errno != EINTR) return errno;
   }
@@ -86,7 +86,7 @@ constexpr mode_t owner_only = 0600;
 
 void write_to(const std::string& path, int flags, mode_t mode, std::string_view bytes) {
   refuse_nul(path);
-  Descriptor file(::open(path.c_str(), O_WRONLY | O_CLOEXEC | flags, mode));
+  Handle file(::open(path.c_str(), O_WRONLY | O_CLOEXEC | flags, mode));
   if (!file) throw SystemError(errno, path);
   const int failure = write_all(file, bytes);
   if (failure != 0) throw SystemError(failure, path);
@@ -162,12 +162,12 @@ std::optional<double> modification_time(const std::string& path) {
 
 SearchedDirectory::SearchedDirectory(std::string path) : path_(std::move(path)) {
   if (path_.find('\0') != path_.npos) return;
-  descriptor_ = above_standard(Descriptor(::open(path_.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)));
+  handle_ = above_standard(Handle(::open(path_.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)));
 }
 
 std::optional<double> SearchedDirectory::modification_time(const std::string& file) const {
-  if (file.empty() || !descriptor_) return platform::modification_time(join_paths(path_, file));
-  return modification_time_below(descriptor_.number(), file);
+  if (file.empty() || !handle_) return platform::modification_time(join_paths(path_, file));
+  return modification_time_below(descriptor(handle_), file);
 }
 
 bool FileStamp::is_settled(double now) const {
@@ -207,22 +207,21 @@ std::optional<Directory::Content> Directory::read(const char* name, std::size_t 
 }
 
 DirectoryLock::DirectoryLock(const std::string& path, double seconds) {
-  Descriptor directory(
-      above_standard(Descriptor(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC))));
+  Handle directory(
+      above_standard(Handle(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC))));
   if (!directory) return;
   const Deadline deadline(seconds);
-  while (::flock(directory.number(), LOCK_EX | LOCK_NB) != 0) {
+  while (::flock(descriptor(directory), LOCK_EX | LOCK_NB) != 0) {
     const bool is_taken = errno == EWOULDBLOCK || errno == EINTR;
     if (!is_taken || deadline.passed()) return;
     deadline.pause(std::chrono::milliseconds(1));
   }
-  directory_ = directory.release();
+  directory_ = std::move(directory);
 }
 
 DirectoryLock::~DirectoryLock() {
-  if (!is_held()) return;
-  ::flock(directory_, LOCK_UN);  // a forked child may have the descriptor, too
-  ::close(directory_);
+  // A forked child may have the descriptor, too.
+  if (is_held()) ::flock(descriptor(directory_), LOCK_UN);
 }
 
 }  // namespace utility_manager::platform

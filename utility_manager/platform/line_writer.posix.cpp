@@ -10,7 +10,7 @@
 #include <unistd.h>
 
 #include "utility_manager/platform/deadline.h"
-#include "utility_manager/platform/descriptor.h"
+#include "utility_manager/platform/descriptor.posix.h"
 
 namespace utility_manager::platform {
 namespace {

@@ -3,27 +3,28 @@
 #include <netinet/in.h>
 #include <sys/socket.h>
 
-#include "utility_manager/platform/descriptor.h"
+#include "utility_manager/platform/descriptor.posix.h"
 #include "utility_manager/platform/failures.h"
 #include "utility_manager/platform/system.h"
 
 namespace utility_manager::platform {
 namespace {
 
-Descriptor new_socket() {
-  Descriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+Handle new_socket() {
+  Handle socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
   if (!socket) throw SystemError(errno);
   return socket;
 }
 
 /// Leaves the socket as it was when it can't be bound.
-bool bind_to(const Descriptor& socket, std::int64_t port) {
+bool bind_to(const Handle& socket, std::int64_t port) {
   if (port < 0 || port > 65535) return false;
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_port = htons(static_cast<std::uint16_t>(port));
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  return ::bind(socket.number(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+  return ::bind(descriptor(socket), reinterpret_cast<const sockaddr*>(&address), sizeof address) ==
+         0;
 }
 
 }  // namespace
@@ -34,7 +35,7 @@ bool System::can_bind(std::int64_t port) const {
 
 std::optional<std::int64_t> System::first_bindable(std::int64_t first, std::int64_t last,
                                                    const std::set<std::int64_t>& except) const {
-  Descriptor socket;  // one for all ports
+  Handle socket;  // one for all ports
   for (auto port = first; port <= last; ++port) {
     if (except.contains(port)) continue;
     if (!socket) socket = new_socket();

@@ -4,8 +4,8 @@
 
 namespace utility_manager::platform {
 
-std::vector<ProcessRow> descendants_in(const std::vector<ProcessRow>& rows, pid_t root) {
-  std::unordered_multimap<pid_t, const ProcessRow*> children;
+std::vector<ProcessRow> descendants_in(const std::vector<ProcessRow>& rows, std::int64_t root) {
+  std::unordered_multimap<std::int64_t, const ProcessRow*> children;
   std::vector<ProcessRow> found;
   for (const ProcessRow& row : rows) {
     children.emplace(row.parent, &row);

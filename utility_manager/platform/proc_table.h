@@ -4,19 +4,17 @@
 #include <optional>
 #include <vector>
 
-#include <sys/types.h>
-
 #include "utility_manager/platform/process.h"
 
-/// The system's process table, as /proc shows it.
+/// The system's process table, where it shows one.
 namespace utility_manager::platform {
 
 struct ProcessRow {
-  pid_t pid = 0;
-  pid_t parent = 0;
-  std::uint64_t start_ticks = 0;  ///< since the system's start
-  ino_t entry_number = 0;         ///< of the process's directory
-  bool has_ended = false;         ///< and waits to be collected
+  std::int64_t pid = 0;
+  std::int64_t parent = 0;
+  std::uint64_t start_ticks = 0;   ///< of the system's clock for it
+  std::uint64_t entry_number = 0;  ///< of its place in the table
+  bool has_ended = false;          ///< and waits to be collected
 };
 
 /// All processes that can be seen, ended but uncollected ones included. Fails with `SystemError`
@@ -25,21 +23,21 @@ std::vector<ProcessRow> process_rows();
 
 /// Those of `rows` that descend from `root`, at every depth, parents before their children. A row
 /// that is older than its parent's is no child: its parent had this id before.
-std::vector<ProcessRow> descendants_in(const std::vector<ProcessRow>& rows, pid_t root);
+std::vector<ProcessRow> descendants_in(const std::vector<ProcessRow>& rows, std::int64_t root);
 
 /// Nothing where there is no such process, or where it can't be looked at. Without entry number.
-std::optional<ProcessRow> row_of(pid_t pid);
+std::optional<ProcessRow> row_of(std::int64_t pid);
 
 /// The same.
-std::optional<std::uint64_t> start_ticks(pid_t pid);
+std::optional<std::uint64_t> start_ticks(std::int64_t pid);
 
 /// 0 where there is none, or where it can't be known.
-pid_t parent_of(pid_t pid);
+std::int64_t parent_of(std::int64_t pid);
 
 /// True unless the id of `row` belongs to nobody or to another process than the row tells of.
 bool is_current(const ProcessRow& row);
 
 /// Nothing where there is no such process, or where it can't be looked at.
-std::optional<ProcessIdentity> process_identity(pid_t pid);
+std::optional<ProcessIdentity> process_identity(std::int64_t pid);
 
 }  // namespace utility_manager::platform

@@ -13,7 +13,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "utility_manager/platform/descriptor.h"
+#include "utility_manager/platform/descriptor.posix.h"
 #include "utility_manager/platform/failures.h"
 
 namespace utility_manager::platform {
@@ -42,11 +42,11 @@ std::string_view field(std::string_view text, int index) {
 }
 
 /// A process's "stat": its id, its name in brackets (which may hold anything), then numbers.
-std::optional<ProcessRow> parse_row(pid_t pid, std::string_view text) {
+std::optional<ProcessRow> parse_row(std::int64_t pid, std::string_view text) {
   const std::size_t name_end = text.rfind(')');
   if (name_end == text.npos || name_end + 2 > text.size()) return std::nullopt;
   const std::string_view fields = text.substr(name_end + 2);
-  const auto parent = number_of<pid_t>(field(fields, 1));
+  const auto parent = number_of<std::int64_t>(field(fields, 1));
   const auto ticks = number_of<std::uint64_t>(field(fields, 19));
   const auto threads = number_of<int>(field(fields, 17));
   if (!parent || !ticks || !threads) return std::nullopt;
@@ -55,18 +55,18 @@ std::optional<ProcessRow> parse_row(pid_t pid, std::string_view text) {
   return ProcessRow{.pid = pid, .parent = *parent, .start_ticks = *ticks, .has_ended = has_ended};
 }
 
-std::optional<ProcessRow> read_row(int directory, const char* path, pid_t pid) {
-  const Descriptor file(::openat(directory, path, O_RDONLY | O_CLOEXEC));
+std::optional<ProcessRow> read_row(int directory, const char* path, std::int64_t pid) {
+  const Handle file(::openat(directory, path, O_RDONLY | O_CLOEXEC));
   if (!file) return std::nullopt;
   std::array<char, 1024> text;
-  const ssize_t size = ::read(file.number(), text.data(), text.size());
+  const ssize_t size = ::read(descriptor(file), text.data(), text.size());
   if (size <= 0) return std::nullopt;
   return parse_row(pid, {text.data(), static_cast<std::size_t>(size)});
 }
 
-std::array<char, 64> proc_path(pid_t pid, const char* rest) {
+std::array<char, 64> proc_path(std::int64_t pid, const char* rest) {
   std::array<char, 64> path;
-  std::snprintf(path.data(), path.size(), "/proc/%d%s", pid, rest);
+  std::snprintf(path.data(), path.size(), "/proc/%lld%s", static_cast<long long>(pid), rest);
   return path;
 }
 
@@ -83,11 +83,11 @@ double epoch_time(std::uint64_t ticks) {
 }
 
 std::vector<std::string> read_command_line(int process_directory) {
-  const Descriptor file(::openat(process_directory, "cmdline", O_RDONLY | O_CLOEXEC));
+  const Handle file(::openat(process_directory, "cmdline", O_RDONLY | O_CLOEXEC));
   std::vector<std::string> arguments;
   std::string text;
   char buffer[4096];
-  for (ssize_t count; file && (count = ::read(file.number(), buffer, sizeof buffer)) > 0;) {
+  for (ssize_t count; file && (count = ::read(descriptor(file), buffer, sizeof buffer)) > 0;) {
     text.append(buffer, static_cast<std::size_t>(count));
   }
   for (std::string_view rest = text; !rest.empty();) {
@@ -105,7 +105,7 @@ std::vector<ProcessRow> process_rows() {
   if (!table) throw SystemError(errno, "/proc");
   std::vector<ProcessRow> rows;
   while (const dirent* const entry = ::readdir(table.get())) {
-    const auto pid = number_of<pid_t>(entry->d_name);
+    const auto pid = number_of<std::int64_t>(entry->d_name);
     if (!pid) continue;
     const std::string path = std::string(entry->d_name) + "/stat";
     auto row = read_row(::dirfd(table.get()), path.c_str(), *pid);
@@ -116,16 +116,16 @@ std::vector<ProcessRow> process_rows() {
   return rows;
 }
 
-std::optional<ProcessRow> row_of(pid_t pid) {
+std::optional<ProcessRow> row_of(std::int64_t pid) {
   return read_row(AT_FDCWD, proc_path(pid, "/stat").data(), pid);
 }
 
-std::optional<std::uint64_t> start_ticks(pid_t pid) {
+std::optional<std::uint64_t> start_ticks(std::int64_t pid) {
   const auto row = row_of(pid);
   return row ? std::optional(row->start_ticks) : std::nullopt;
 }
 
-pid_t parent_of(pid_t pid) {
+std::int64_t parent_of(std::int64_t pid) {
   const auto row = row_of(pid);
   return row ? row->parent : 0;
 }
@@ -141,14 +141,14 @@ bool is_current(const ProcessRow& row) {
          start_ticks(row.pid).value_or(row.start_ticks) == row.start_ticks;
 }
 
-std::optional<ProcessIdentity> process_identity(pid_t pid) {
+std::optional<ProcessIdentity> process_identity(std::int64_t pid) {
   // The open directory belongs to this one process, so that both files tell of the same.
-  const Descriptor directory(::open(proc_path(pid, "").data(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  const Handle directory(::open(proc_path(pid, "").data(), O_PATH | O_DIRECTORY | O_CLOEXEC));
   if (!directory) return std::nullopt;
-  const auto row = read_row(directory.number(), "stat", pid);
+  const auto row = read_row(descriptor(directory), "stat", pid);
   if (!row) return std::nullopt;
   return ProcessIdentity{.start_time = epoch_time(row->start_ticks),
-                         .command_line = read_command_line(directory.number())};
+                         .command_line = read_command_line(descriptor(directory))};
 }
 
 }  // namespace utility_manager::platform

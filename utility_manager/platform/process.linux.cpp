@@ -71,13 +71,11 @@ const ProcessReference& reference_of(const Process& process) {
 
 class NativeProcesses : public ProcessTable {
  public:
-  bool exists(std::int64_t pid) const override {
-    return is_process_id(pid) && process_exists(static_cast<pid_t>(pid));
-  }
+  bool exists(std::int64_t pid) const override { return is_process_id(pid) && process_exists(pid); }
 
   std::shared_ptr<Process> find(std::int64_t pid) const override {
     if (!exists(pid)) throw NoSuchProcess();
-    auto process = std::make_shared<NativeProcess>(ProcessReference(static_cast<pid_t>(pid)));
+    auto process = std::make_shared<NativeProcess>(ProcessReference(pid));
     if (!process->exists()) throw NoSuchProcess();
     return process;
   }
@@ -113,7 +111,7 @@ class BareProcesses : public ProcessTable {
 
   std::shared_ptr<Process> find(std::int64_t pid) const override {
     if (!is_process_id(pid)) throw NoSuchProcess();
-    return std::make_shared<BareProcess>(ProcessReference(static_cast<pid_t>(pid)));
+    return std::make_shared<BareProcess>(ProcessReference(pid));
   }
 
   /// Nothing but a look, as nothing is killed that would have to be waited for.
@@ -138,7 +136,7 @@ const ProcessTable& bare_processes() {
 
 bool is_client_or_ancestor(std::int64_t pid) {
   if (pid == 1) return true;
-  for (pid_t process = ::getpid(); process > 1; process = parent_of(process)) {
+  for (std::int64_t process = ::getpid(); process > 1; process = parent_of(process)) {
     if (process == pid) return true;
   }
   return false;

@@ -1,25 +1,21 @@
 #pragma once
 
 #include <cstdint>
-#include <limits>
 #include <optional>
 #include <span>
 #include <vector>
 
-#include <sys/types.h>
-
 #include "utility_manager/platform/deadline.h"
-#include "utility_manager/platform/descriptor.h"
+#include "utility_manager/platform/handle.h"
 #include "utility_manager/platform/proc_table.h"
 
 namespace utility_manager::platform {
 
-constexpr bool is_process_id(std::int64_t pid) {
-  return pid >= 1 && pid <= std::numeric_limits<pid_t>::max();
-}
+/// False for what is never the id of a process.
+bool is_process_id(std::int64_t pid);
 
 /// True when a process with this id stands in the process table. The id of a thread is none.
-bool process_exists(pid_t pid);
+bool process_exists(std::int64_t pid);
 
 enum class ChildState { running, ended, not_our_child };
 
@@ -29,41 +25,39 @@ struct ChildStatus {
   int exit_code = 0;  ///< of an ended child; negative: the signal that killed it
 };
 
-/// One process, told from a later owner of its id: by a descriptor of it, or by its start time
-/// where no descriptor can be had. Safe to use from several threads.
+/// One process, told from a later owner of its id: by a handle of it, or by its start time where no
+/// handle can be had. Safe to use from several threads.
 class ProcessReference {
  public:
   /// Refers to the process that has this id now, if there is one.
-  explicit ProcessReference(pid_t pid);
+  explicit ProcessReference(std::int64_t pid);
 
-  pid_t pid() const { return pid_; }
+  std::int64_t pid() const { return pid_; }
 
-  /// False when a later owner of the id can't be told from the process: no descriptor could be had,
-  /// and the start time couldn't be read.
-  bool is_exact() const { return descriptor_ || start_ticks_; }
+  /// False when a later owner of the id can't be told from the process: no handle could be had, and
+  /// the start time couldn't be read.
+  bool is_exact() const { return handle_ || start_ticks_; }
 
   /// True while the process stands in the process table, ended but uncollected included.
   bool exists() const;
 
-  /// Signals exactly this process; gives an error number, 0 for none.
-  int signal(int number) const;
-
-  /// The same. Fails with `NoSuchProcess`, `AccessDenied` or another `SystemError`.
+  /// Signals exactly this process. Fails with `NoSuchProcess`, `AccessDenied` or another
+  /// `SystemError`.
   void send(Signal signal) const;
 
   /// Collects the exit status if the process is an ended child of the client.
   ChildStatus collect() const;
 
   /// Waits until the process has ended, collected or not; false when the deadline has passed first.
-  /// Without a descriptor it can't wait and gives false at once.
+  /// Without a handle it can't wait and gives false at once.
   bool wait_for_end(const Deadline& deadline) const;
 
  private:
   friend std::vector<bool> may_have_ended(std::span<const ProcessReference* const> references);
 
-  pid_t pid_;
-  Descriptor descriptor_;
-  std::optional<std::uint64_t> start_ticks_;  ///< only where there is no descriptor
+  std::int64_t pid_;
+  Handle handle_;
+  std::optional<std::uint64_t> start_ticks_;  ///< only where there is no handle
 };
 
 /// Asks many at once: false only for a process that runs for certain. A null may have ended. One

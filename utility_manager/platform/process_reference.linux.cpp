@@ -12,47 +12,45 @@ extern "C" {
 
 #include <cerrno>
 
+#include "utility_manager/platform/descriptor.posix.h"
 #include "utility_manager/platform/failures.h"
 
 namespace utility_manager::platform {
 
-bool process_exists(pid_t pid) {
+bool process_exists(std::int64_t pid) {
   // Of all the calls that probe an id, this one alone takes no thread for a process.
-  return ::syscall(SYS_tgkill, pid, pid, 0) == 0 || errno == EPERM;
+  const auto id = static_cast<pid_t>(pid);
+  return ::syscall(SYS_tgkill, id, id, 0) == 0 || errno == EPERM;
 }
 
-ProcessReference::ProcessReference(pid_t pid)
-    : pid_(pid), descriptor_(above_standard(Descriptor(::pidfd_open(pid, 0)))) {
-  if (!descriptor_) start_ticks_ = start_ticks(pid);
+ProcessReference::ProcessReference(std::int64_t pid)
+    : pid_(pid), handle_(above_standard(Handle(::pidfd_open(static_cast<pid_t>(pid), 0)))) {
+  if (!handle_) start_ticks_ = start_ticks(pid);
 }
 
 bool ProcessReference::exists() const {
-  if (descriptor_) {
-    return ::pidfd_send_signal(descriptor_.number(), 0, nullptr, 0) == 0 || errno == EPERM;
+  if (handle_) {
+    return ::pidfd_send_signal(descriptor(handle_), 0, nullptr, 0) == 0 || errno == EPERM;
   }
   if (!process_exists(pid_)) return false;
   return !start_ticks_ || start_ticks(pid_).value_or(*start_ticks_) == *start_ticks_;
 }
 
-int ProcessReference::signal(int number) const {
-  if (descriptor_) {
-    return ::pidfd_send_signal(descriptor_.number(), number, nullptr, 0) == 0 ? 0 : errno;
-  }
-  if (!exists()) return ESRCH;
-  return ::kill(pid_, number) == 0 ? 0 : errno;
-}
-
-void ProcessReference::send(Signal which) const {
-  const int failure = signal(which == Signal::kill ? SIGKILL : SIGTERM);
-  if (failure == ESRCH) throw NoSuchProcess();
-  if (failure == EPERM) throw AccessDenied();
-  if (failure != 0) throw SystemError(failure);
+void ProcessReference::send(Signal signal) const {
+  const int number = signal == Signal::kill ? SIGKILL : SIGTERM;
+  if (!handle_ && !exists()) throw NoSuchProcess();
+  const auto sent = handle_ ? ::pidfd_send_signal(descriptor(handle_), number, nullptr, 0)
+                            : ::kill(static_cast<pid_t>(pid_), number);
+  if (sent == 0) return;
+  if (errno == ESRCH) throw NoSuchProcess();
+  if (errno == EPERM) throw AccessDenied();
+  throw SystemError(errno);
 }
 
 ChildStatus ProcessReference::collect() const {
-  if (!descriptor_ && !exists()) return {.state = ChildState::not_our_child};
-  const idtype_t kind = descriptor_ ? P_PIDFD : P_PID;
-  const auto id = static_cast<id_t>(descriptor_ ? descriptor_.number() : pid_);
+  if (!handle_ && !exists()) return {.state = ChildState::not_our_child};
+  const idtype_t kind = handle_ ? P_PIDFD : P_PID;
+  const auto id = static_cast<id_t>(handle_ ? descriptor(handle_) : pid_);
   siginfo_t result{};
   while (::waitid(kind, id, &result, WEXITED | WNOHANG) != 0) {
     if (errno != EINTR) return {.state = ChildState::not_our_child};
@@ -66,8 +64,8 @@ std::vector<bool> may_have_ended(std::span<const ProcessReference* const> refere
   std::vector<pollfd> entries;
   entries.reserve(references.size());
   for (const auto* const reference : references) {
-    const int descriptor = reference ? reference->descriptor_.number() : -1;
-    entries.push_back({.fd = descriptor, .events = POLLIN, .revents = 0});
+    const int number = reference ? descriptor(reference->handle_) : -1;
+    entries.push_back({.fd = number, .events = POLLIN, .revents = 0});
   }
   const bool answered = ::poll(entries.data(), entries.size(), 0) >= 0;
   std::vector<bool> result;
@@ -79,7 +77,7 @@ std::vector<bool> may_have_ended(std::span<const ProcessReference* const> refere
 }
 
 bool ProcessReference::wait_for_end(const Deadline& deadline) const {
-  return descriptor_ && wait_until_ready(descriptor_.number(), POLLIN, deadline);
+  return handle_ && wait_until_ready(descriptor(handle_), POLLIN, deadline);
 }
 
 std::optional<ProcessReference> refer_to(const ProcessRow& row) {

@@ -26,7 +26,8 @@ std::string value_of(std::string_view option, const std::optional<ProcessIdentit
 }
 
 /// Nothing when the id has come to belong to a process that doesn't hold the value.
-std::shared_ptr<Process> find_holder(pid_t pid, std::string_view option, const std::string& value) {
+std::shared_ptr<Process> find_holder(std::int64_t pid, std::string_view option,
+                                     const std::string& value) {
   try {
     auto process = native_processes().find(pid);
     if (process->is_exact() && value_of(option, process->identity()) == value) return process;
@@ -58,7 +59,7 @@ bool kill_each(const Processes& targets) {
 
 /// After an exec the client is the parent. One of its own is collected by its handle.
 void collect(const Process& process) {
-  const auto child = own_child(static_cast<pid_t>(process.pid()));
+  const auto child = own_child(process.pid());
   if (child) {
     child->poll();
   } else {
@@ -75,9 +76,8 @@ ProcessStamp own_stamp() {
 
 bool still_runs(const ProcessStamp& process) {
   if (!is_process_id(process.pid)) return false;
-  const auto pid = static_cast<pid_t>(process.pid);
-  const auto row = row_of(pid);
-  if (!row) return process_exists(pid);  // it can't be looked at
+  const auto row = row_of(process.pid);
+  if (!row) return process_exists(process.pid);  // it can't be looked at
   if (row->has_ended) return false;
   return process.start_ticks == 0 ||
          static_cast<std::int64_t>(row->start_ticks) == process.start_ticks;
@@ -85,7 +85,7 @@ bool still_runs(const ProcessStamp& process) {
 
 std::vector<OptionHolder> processes_with_option(std::string_view option) {
   const auto rows = rows_or_none();
-  std::unordered_map<pid_t, std::string> values;
+  std::unordered_map<std::int64_t, std::string> values;
   for (const auto& row : rows) {
     auto value = value_of(option, process_identity(row.pid));
     if (!value.empty()) values.emplace(row.pid, std::move(value));

@@ -1,4 +1,4 @@
-#include "utility_manager/platform/spawn.h"
+#include "utility_manager/platform/spawn.posix.h"
 
 #include <cerrno>
 #include <stdexcept>
@@ -8,7 +8,9 @@
 #include <spawn.h>
 #include <unistd.h>
 
+#include "utility_manager/platform/descriptor.posix.h"
 #include "utility_manager/platform/failures.h"
+#include "utility_manager/platform/pipe.h"
 
 namespace utility_manager::platform {
 namespace {
@@ -24,8 +26,8 @@ class FileActions {
   FileActions& operator=(const FileActions&) = delete;
   ~FileActions() { ::posix_spawn_file_actions_destroy(&actions_); }
 
-  void duplicate(const Descriptor& from, int to) {
-    require(::posix_spawn_file_actions_adddup2(&actions_, from.number(), to));
+  void duplicate(const Handle& from, int to) {
+    require(::posix_spawn_file_actions_adddup2(&actions_, descriptor(from), to));
   }
   void close_from(int first) {
     require(::posix_spawn_file_actions_addclosefrom_np(&actions_, first));
@@ -75,16 +77,15 @@ std::vector<char*> argument_vector(const std::vector<std::string>& arguments) {
 Pipe make_pipe() {
   int ends[2];
   if (::pipe2(ends, O_CLOEXEC) != 0) throw SystemError(errno);
-  Descriptor read_end(ends[0]);
-  Descriptor write_end(ends[1]);
-  Pipe pipe{.read_end = above_standard(std::move(read_end)),
-            .write_end = above_standard(std::move(write_end))};
+  Pipe pipe{.read_end = Handle(ends[0]), .write_end = Handle(ends[1])};
+  pipe.read_end = above_standard(std::move(pipe.read_end));
+  pipe.write_end = above_standard(std::move(pipe.write_end));
   if (!pipe.read_end || !pipe.write_end) throw SystemError(EMFILE);
   return pipe;
 }
 
-pid_t start_program(const std::vector<std::string>& arguments, const Descriptor& output,
-                    const Descriptor& error) {
+pid_t start_program(const std::vector<std::string>& arguments, const Handle& output,
+                    const Handle& error) {
   const std::vector<char*> vector = argument_vector(arguments);
   const std::string& program = arguments.front();
   if (program.empty()) throw SystemError(EACCES, program);  // as on every directory of PATH

@@ -6,14 +6,17 @@
 #include <span>
 #include <string>
 
+#include "utility_manager/platform/handle.h"
+
 namespace utility_manager::platform {
 
-/// The read end of a child's output. Owns its descriptor; all members may be called from any
-/// thread, and a descriptor is given back only when no read is under way.
+class Deadline;
+
+/// The read end of a child's output. Owns its handle; all members may be called from any
+/// thread, and the handle is given back only when no read is under way.
 class Stream {
  public:
-  /// Takes over `descriptor`.
-  explicit Stream(int descriptor);
+  explicit Stream(Handle handle);
   Stream(const Stream&) = delete;
   Stream& operator=(const Stream&) = delete;
   ~Stream();
@@ -35,8 +38,12 @@ class Stream {
  private:
   class Reading;
 
+  /// Between a look and a read another reader may take the bytes, and then the wait goes on. Gives
+  /// nothing when the deadline has passed first; 0 at the end and for a failed read.
+  std::optional<std::size_t> read_before(std::span<char> buffer, const Deadline& deadline);
+
   mutable std::mutex mutex_;
-  int descriptor_;
+  Handle handle_;  ///< set up by the constructor so that a read doesn't block
   int readers_ = 0;
   bool closed_ = false;
 };

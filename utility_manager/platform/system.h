@@ -13,9 +13,11 @@
 
 namespace utility_manager::platform {
 
-/// Windows' process creation flags, by the names and values that it gives them.
-inline constexpr std::uint32_t CREATE_NEW_PROCESS_GROUP = 0x00000200;
-inline constexpr std::uint32_t CREATE_NO_WINDOW = 0x08000000;
+/// Windows' process creation flags. Its header has macros of the same names in capitals.
+namespace creation_flags {
+inline constexpr std::uint32_t create_new_process_group = 0x00000200;
+inline constexpr std::uint32_t create_no_window = 0x08000000;
+}  // namespace creation_flags
 
 /// The door to what a test wants to move or to make fail: clock, children, signals, ports.
 /// The base class is the real system; a fake derives from it and overrides what it needs.

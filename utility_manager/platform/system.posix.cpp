@@ -19,7 +19,7 @@ namespace {
 
 /// The id of a thread is none, though `kill` takes it for its process's.
 bool names_process(std::int64_t pid) {
-  return is_process_id(pid) && process_exists(static_cast<pid_t>(pid));
+  return is_process_id(pid) && process_exists(pid);
 }
 
 std::atomic<bool> are_reports_given_up = false;

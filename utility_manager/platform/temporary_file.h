@@ -4,7 +4,7 @@
 #include <span>
 #include <string_view>
 
-#include "utility_manager/platform/descriptor.h"
+#include "utility_manager/platform/handle.h"
 
 namespace utility_manager::platform {
 
@@ -20,7 +20,7 @@ class TemporaryFile {
   void read(std::uint64_t offset, std::span<char> bytes) const;
 
  private:
-  Descriptor file_;
+  Handle file_;
 };
 
 }  // namespace utility_manager::platform

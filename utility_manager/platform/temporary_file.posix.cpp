@@ -8,28 +8,29 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "utility_manager/platform/descriptor.posix.h"
 #include "utility_manager/platform/failures.h"
 
 namespace utility_manager::platform {
 namespace {
 
-Descriptor nameless_file(const std::string& directory) {
+Handle nameless_file(const std::string& directory) {
   constexpr mode_t mode = S_IRUSR | S_IWUSR;
 #ifdef O_TMPFILE
-  Descriptor nameless(::open(directory.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC | O_EXCL, mode));
+  Handle nameless(::open(directory.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC | O_EXCL, mode));
   if (nameless) return nameless;
 #endif
   std::string path = directory + "/utility_manager.XXXXXX";
-  Descriptor file(::mkostemp(path.data(), O_CLOEXEC));
+  Handle file(::mkostemp(path.data(), O_CLOEXEC));
   if (file) ::unlink(path.c_str());
   return file;
 }
 
-Descriptor open_somewhere() {
+Handle open_somewhere() {
   const char* const chosen = std::getenv("TMPDIR");
   for (const char* const directory : {chosen, "/tmp", "/var/tmp"}) {
     if (!directory || !*directory) continue;
-    Descriptor file = above_standard(nameless_file(directory));
+    Handle file = above_standard(nameless_file(directory));
     if (file) return file;
   }
   return {};
@@ -42,7 +43,7 @@ bool TemporaryFile::write(std::uint64_t offset, std::string_view bytes) {
   if (!file_) return false;
   while (!bytes.empty()) {
     const ssize_t count =
-        ::pwrite(file_.number(), bytes.data(), bytes.size(), static_cast<off_t>(offset));
+        ::pwrite(descriptor(file_), bytes.data(), bytes.size(), static_cast<off_t>(offset));
     if (count <= 0) {
       if (count < 0 && errno == EINTR) continue;
       return false;
@@ -56,7 +57,7 @@ bool TemporaryFile::write(std::uint64_t offset, std::string_view bytes) {
 void TemporaryFile::read(std::uint64_t offset, std::span<char> bytes) const {
   while (!bytes.empty()) {
     const ssize_t count =
-        ::pread(file_.number(), bytes.data(), bytes.size(), static_cast<off_t>(offset));
+        ::pread(descriptor(file_), bytes.data(), bytes.size(), static_cast<off_t>(offset));
     if (count < 0 && errno == EINTR) continue;
     if (count <= 0) throw SystemError(count < 0 ? errno : EIO);
     bytes = bytes.subspan(static_cast<std::size_t>(count));

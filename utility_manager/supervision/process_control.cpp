@@ -57,7 +57,8 @@ void kill_all(const Processes& targets) {
 void run_taskkill(std::int64_t pid) {
   try {
     platform::system().run_command({"taskkill", "/F", "/T", "/PID", std::to_string(pid)},
-                                   limits::taskkill_limit, platform::CREATE_NO_WINDOW);
+                                   limits::taskkill_limit,
+                                   platform::creation_flags::create_no_window);
   } catch (const std::exception&) {
   }
 }

@@ -180,7 +180,7 @@ TEST(NativeProcesses, ALaterOwnerOfTheIdIsAnotherProcess) {
   owner->kill();
   wait_for_zombie(*owner);
   EXPECT_TRUE(table.wait({process}, 60).empty());
-  EXPECT_EQ(own_child(static_cast<pid_t>(child->pid())), owner);
+  EXPECT_EQ(own_child(child->pid()), owner);
   EXPECT_EQ(owner->wait(60), -SIGKILL);
 }
 

@@ -10,19 +10,20 @@
 #include <sys/socket.h>
 
 #include "tests/utility_manager/platform/child.h"
-#include "utility_manager/platform/descriptor.h"
 #include "utility_manager/platform/failures.h"
+#include "utility_manager/platform/handle.h"
 
 using namespace utility_manager::platform;
 
 TEST(System, APortIsFreeUntilSomebodyHoldsIt) {
-  const Descriptor holder(::socket(AF_INET, SOCK_STREAM, 0));
+  const int number = ::socket(AF_INET, SOCK_STREAM, 0);
+  const Handle holder(number);
   sockaddr_in address{
       .sin_family = AF_INET, .sin_port = 0, .sin_addr = {htonl(INADDR_LOOPBACK)}, .sin_zero = {}};
   socklen_t size = sizeof address;
   auto* const generic = reinterpret_cast<sockaddr*>(&address);
-  ASSERT_EQ(::bind(holder.number(), generic, size), 0);
-  ASSERT_EQ(::getsockname(holder.number(), generic, &size), 0);
+  ASSERT_EQ(::bind(number, generic, size), 0);
+  ASSERT_EQ(::getsockname(number, generic, &size), 0);
   const int port = ntohs(address.sin_port);
   const int before = open_descriptors();
   EXPECT_TRUE(system().can_bind(0));
@@ -52,7 +53,7 @@ TEST(System, ACommandThatTakesTooLongIsEnded) {
 TEST(System, SignalsEndAChild) {
   for (const auto& [signal, number] :
        {std::pair(Signal::terminate, SIGTERM), {Signal::kill, SIGKILL}}) {
-    const auto child = system().spawn({"/bin/sleep", "1000"}, CREATE_NO_WINDOW);
+    const auto child = system().spawn({"/bin/sleep", "1000"}, creation_flags::create_no_window);
     EXPECT_TRUE(system().can_signal(child->pid()));
     system().signal(child->pid(), signal);
     EXPECT_EQ(child->wait(60), -number);

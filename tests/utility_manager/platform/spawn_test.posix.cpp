@@ -1,5 +1,3 @@
-#include "utility_manager/platform/spawn.h"
-
 #include <thread>
 
 #include <fcntl.h>
@@ -11,6 +9,7 @@
 #include "tests/utility_manager/platform/child.h"
 #include "tests/utility_manager/values/interpreter.h"
 #include "utility_manager/platform/files.h"
+#include "utility_manager/platform/spawn.posix.h"
 
 using namespace utility_manager::platform;
 
@@ -67,7 +66,7 @@ TEST(Spawn, ArgumentsReachTheProgramAsTheyAre) {
 }
 
 TEST(Spawn, OnlyTheStandardStreamsAndDefaultSignalsPassToTheChild) {
-  const Descriptor inheritable(::open("/dev/null", O_RDONLY));
+  const Handle inheritable(::open("/dev/null", O_RDONLY));
   std::string output;
   std::thread([&] {  // a thread with signals blocked, as the readers are
     sigset_t all;

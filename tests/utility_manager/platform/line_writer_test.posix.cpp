@@ -11,7 +11,8 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
-#include "utility_manager/platform/spawn.h"
+#include "utility_manager/platform/descriptor.posix.h"
+#include "utility_manager/platform/pipe.h"
 
 using namespace utility_manager::platform;
 
@@ -21,16 +22,16 @@ namespace {
 class RedirectedOutput {
  public:
   RedirectedOutput() : pipe_(make_pipe()) {
-    ::dup2(pipe_.write_end.number(), STDOUT_FILENO);
+    ::dup2(descriptor(pipe_.write_end), STDOUT_FILENO);
     pipe_.write_end.close();
   }
-  ~RedirectedOutput() { ::dup2(original_.number(), STDOUT_FILENO); }
+  ~RedirectedOutput() { ::dup2(descriptor(original_), STDOUT_FILENO); }
 
-  int read_end() const { return pipe_.read_end.number(); }
+  int read_end() const { return descriptor(pipe_.read_end); }
   int take_read_end() { return pipe_.read_end.release(); }
 
  private:
-  Descriptor original_{::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3)};
+  Handle original_{::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3)};
   Pipe pipe_;
 };
 
@@ -90,10 +91,10 @@ TEST(LineWriter, ALineThatWasCutOffIsEndedBeforeTheNext) {
   std::thread([] {
     block_write_signals();
     char path[] = "/tmp/line_writer.XXXXXX";
-    const Descriptor file(::mkostemp(path, O_CLOEXEC));
+    const Handle file(::mkostemp(path, O_CLOEXEC));
     ::unlink(path);
-    const Descriptor original(::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3));
-    ::dup2(file.number(), STDOUT_FILENO);
+    const Handle original(::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3));
+    ::dup2(descriptor(file), STDOUT_FILENO);
     rlimit before;
     ::getrlimit(RLIMIT_FSIZE, &before);
     for (const rlim_t size : {7, 7, 13}) {
@@ -103,9 +104,9 @@ TEST(LineWriter, ALineThatWasCutOffIsEndedBeforeTheNext) {
     }
     ::setrlimit(RLIMIT_FSIZE, &before);
     EXPECT_TRUE(write_lines("three\n"));
-    ::dup2(original.number(), STDOUT_FILENO);
+    ::dup2(descriptor(original), STDOUT_FILENO);
     std::string text(100, ' ');
-    text.resize(::pread(file.number(), text.data(), text.size(), 0));
+    text.resize(::pread(descriptor(file), text.data(), text.size(), 0));
     EXPECT_EQ(text, "one\ntwo\none\nt\nthree\n");
   }).join();
 }

@@ -9,7 +9,8 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include "utility_manager/platform/spawn.h"
+#include "utility_manager/platform/descriptor.posix.h"
+#include "utility_manager/platform/pipe.h"
 
 using namespace utility_manager::platform;
 
@@ -17,14 +18,15 @@ namespace {
 
 struct StreamTest : testing::Test {
   Pipe pipe = make_pipe();
-  const int descriptor = pipe.read_end.number();
-  Stream stream{pipe.read_end.release()};
+  const int number = descriptor(pipe.read_end);
+  Stream stream{std::move(pipe.read_end)};
   std::array<char, 16> buffer{};
 
   void write(std::string_view bytes) {
-    ASSERT_EQ(::write(pipe.write_end.number(), bytes.data(), bytes.size()), ssize_t(bytes.size()));
+    ASSERT_EQ(::write(descriptor(pipe.write_end), bytes.data(), bytes.size()),
+              ssize_t(bytes.size()));
   }
-  bool is_open() const { return ::fcntl(descriptor, F_GETFD) >= 0; }
+  bool is_open() const { return ::fcntl(number, F_GETFD) >= 0; }
 };
 
 }  // namespace

@@ -11,11 +11,11 @@
 
 #include "tests/utility_manager/platform/child.h"
 #include "utility_manager/platform/deadline.h"
-#include "utility_manager/platform/descriptor.h"
+#include "utility_manager/platform/descriptor.posix.h"
 #include "utility_manager/platform/failures.h"
 #include "utility_manager/platform/files.h"
 #include "utility_manager/platform/line_writer.h"
-#include "utility_manager/platform/spawn.h"
+#include "utility_manager/platform/pipe.h"
 #include "utility_manager/platform/stream.h"
 
 using namespace utility_manager::platform;
@@ -50,10 +50,10 @@ int poll(pollfd* entries, nfds_t count, int milliseconds) {
 TEST(Interruption, ACallThatASignalInterruptsIsMadeAgain) {
   const TemporaryDirectory directory;
   Pipe pipe = make_pipe();
-  const Descriptor output(::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3));
+  const Handle output(::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3));
   const Deadline soon(60);
   std::string text(8, ' ');
-  Stream stream(pipe.read_end.release());
+  Stream stream(std::move(pipe.read_end));
   const std::vector<std::pair<const char*, std::function<bool()>>> steps = {
       {"write_file",
        [&] {
@@ -65,7 +65,7 @@ TEST(Interruption, ACallThatASignalInterruptsIsMadeAgain) {
       {"poll", [&] { return wait_until_ready(STDOUT_FILENO, POLLOUT, soon); }},
       {"read_some", [&] { return stream.read_some(text) == 7 && text == "a line\n "; }},
   };
-  ::dup2(pipe.write_end.number(), STDOUT_FILENO);
+  ::dup2(descriptor(pipe.write_end), STDOUT_FILENO);
   std::string failed;
   for (const auto& [call, succeeds] : steps) {
     interruptions = 3;
@@ -76,6 +76,6 @@ TEST(Interruption, ACallThatASignalInterruptsIsMadeAgain) {
     failed += std::string(call) + " ";
   }
   interruptions = 0;
-  ::dup2(output.number(), STDOUT_FILENO);
+  ::dup2(descriptor(output), STDOUT_FILENO);
   EXPECT_EQ(failed, "");
 }

@@ -1,0 +1,16 @@
+#include "utility_manager/platform/failures.h"
+
+#include <cerrno>
+#include <system_error>
+
+namespace utility_manager::platform {
+
+std::string error_text(int code) {
+  return "[Errno " + std::to_string(code) + "] " + std::generic_category().message(code);
+}
+
+NoSuchProcess::NoSuchProcess() : SystemError(ESRCH) {}
+
+AccessDenied::AccessDenied() : SystemError(EPERM) {}
+
+}  // namespace utility_manager::platform

@@ -162,7 +162,7 @@ std::optional<double> modification_time(const std::string& path) {
 
 SearchedDirectory::SearchedDirectory(std::string path) : path_(std::move(path)) {
   if (path_.find('\0') != path_.npos) return;
-  handle_ = above_standard(Handle(::open(path_.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)));
+  handle_ = above_standard(Handle(::open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)));
 }
 
 std::optional<double> SearchedDirectory::modification_time(const std::string& file) const {

@@ -6,12 +6,13 @@
 #include "utility_manager/platform/descriptor.posix.h"
 #include "utility_manager/platform/failures.h"
 #include "utility_manager/platform/system.h"
+#include "utility_manager/platform/unshared.posix.h"
 
 namespace utility_manager::platform {
 namespace {
 
 Handle new_socket() {
-  Handle socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  Handle socket = open_socket(AF_INET, SOCK_STREAM);
   if (!socket) throw SystemError(errno);
   return socket;
 }

@@ -1,21 +1,29 @@
-#include "utility_manager/platform/process_reference.h"
+#include <cerrno>
 
 #include <poll.h>
 #include <signal.h>
 #include <sys/syscall.h>
-#include <sys/wait.h>
 #include <unistd.h>
-
-extern "C" {
-#include <sys/pidfd.h>
-}
-
-#include <cerrno>
 
 #include "utility_manager/platform/descriptor.posix.h"
 #include "utility_manager/platform/failures.h"
+#include "utility_manager/platform/process_reference.posix.h"
 
 namespace utility_manager::platform {
+namespace {
+
+// By the kernel's numbers, as the system's library knows them since its version 2.36 only.
+constexpr auto by_descriptor = static_cast<idtype_t>(3);
+
+int open_process(std::int64_t pid) {
+  return static_cast<int>(::syscall(SYS_pidfd_open, static_cast<pid_t>(pid), 0));
+}
+
+long send_to(const Handle& process, int number) {
+  return ::syscall(SYS_pidfd_send_signal, descriptor(process), number, nullptr, 0);
+}
+
+}  // namespace
 
 bool process_exists(std::int64_t pid) {
   // Of all the calls that probe an id, this one alone takes no thread for a process.
@@ -24,40 +32,26 @@ bool process_exists(std::int64_t pid) {
 }
 
 ProcessReference::ProcessReference(std::int64_t pid)
-    : pid_(pid), handle_(above_standard(Handle(::pidfd_open(static_cast<pid_t>(pid), 0)))) {
+    : pid_(pid), handle_(above_standard(Handle(open_process(pid)))) {
   if (!handle_) start_ticks_ = start_ticks(pid);
 }
 
 bool ProcessReference::exists() const {
-  if (handle_) {
-    return ::pidfd_send_signal(descriptor(handle_), 0, nullptr, 0) == 0 || errno == EPERM;
-  }
+  if (handle_) return send_to(handle_, 0) == 0 || errno == EPERM;
   if (!process_exists(pid_)) return false;
   return !start_ticks_ || start_ticks(pid_).value_or(*start_ticks_) == *start_ticks_;
 }
 
 void ProcessReference::send(Signal signal) const {
-  const int number = signal == Signal::kill ? SIGKILL : SIGTERM;
+  const int number = number_of(signal);
   if (!handle_ && !exists()) throw NoSuchProcess();
-  const auto sent = handle_ ? ::pidfd_send_signal(descriptor(handle_), number, nullptr, 0)
-                            : ::kill(static_cast<pid_t>(pid_), number);
-  if (sent == 0) return;
-  if (errno == ESRCH) throw NoSuchProcess();
-  if (errno == EPERM) throw AccessDenied();
-  throw SystemError(errno);
+  require_sent(handle_ ? send_to(handle_, number) : ::kill(static_cast<pid_t>(pid_), number));
 }
 
 ChildStatus ProcessReference::collect() const {
-  if (!handle_ && !exists()) return {.state = ChildState::not_our_child};
-  const idtype_t kind = handle_ ? P_PIDFD : P_PID;
-  const auto id = static_cast<id_t>(handle_ ? descriptor(handle_) : pid_);
-  siginfo_t result{};
-  while (::waitid(kind, id, &result, WEXITED | WNOHANG) != 0) {
-    if (errno != EINTR) return {.state = ChildState::not_our_child};
-  }
-  if (result.si_pid == 0) return {.state = ChildState::running};
-  const bool exited = result.si_code == CLD_EXITED;
-  return {.state = ChildState::ended, .exit_code = exited ? result.si_status : -result.si_status};
+  if (handle_) return collect_by(by_descriptor, static_cast<id_t>(descriptor(handle_)));
+  if (!exists()) return {.state = ChildState::not_our_child};
+  return collect_by(P_PID, static_cast<id_t>(pid_));
 }
 
 std::vector<bool> may_have_ended(std::span<const ProcessReference* const> references) {

@@ -11,6 +11,7 @@
 #include "utility_manager/platform/descriptor.posix.h"
 #include "utility_manager/platform/failures.h"
 #include "utility_manager/platform/pipe.h"
+#include "utility_manager/platform/unshared.posix.h"
 
 namespace utility_manager::platform {
 namespace {
@@ -29,9 +30,7 @@ class FileActions {
   void duplicate(const Handle& from, int to) {
     require(::posix_spawn_file_actions_adddup2(&actions_, descriptor(from), to));
   }
-  void close_from(int first) {
-    require(::posix_spawn_file_actions_addclosefrom_np(&actions_, first));
-  }
+  void close_from(int first) { require(platform::close_from(actions_, first)); }
   const posix_spawn_file_actions_t* get() const { return &actions_; }
 
  private:
@@ -75,9 +74,8 @@ std::vector<char*> argument_vector(const std::vector<std::string>& arguments) {
 }  // namespace
 
 Pipe make_pipe() {
-  int ends[2];
-  if (::pipe2(ends, O_CLOEXEC) != 0) throw SystemError(errno);
-  Pipe pipe{.read_end = Handle(ends[0]), .write_end = Handle(ends[1])};
+  Pipe pipe;
+  if (!open_pipe(pipe.read_end, pipe.write_end)) throw SystemError(errno);
   pipe.read_end = above_standard(std::move(pipe.read_end));
   pipe.write_end = above_standard(std::move(pipe.write_end));
   if (!pipe.read_end || !pipe.write_end) throw SystemError(EMFILE);
@@ -89,6 +87,7 @@ pid_t start_program(const std::vector<std::string>& arguments, const Handle& out
   const std::vector<char*> vector = argument_vector(arguments);
   const std::string& program = arguments.front();
   if (program.empty()) throw SystemError(EACCES, program);  // as on every directory of PATH
+  const auto held = hold_openings();
   FileActions actions;
   actions.duplicate(output, STDOUT_FILENO);
   actions.duplicate(error, STDERR_FILENO);

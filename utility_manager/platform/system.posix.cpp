@@ -57,8 +57,12 @@ bool System::report(const std::string& line) const {
   if (::poll(&error, 1, 0) != 1 || error.revents != POLLOUT) return false;
   ::pthread_sigmask(SIG_BLOCK, &broken_pipe, &before);
   const auto count = ::write(STDERR_FILENO, text.data(), text.size());
-  const timespec at_once{};
-  if (count < 0 && errno == EPIPE) ::sigtimedwait(&broken_pipe, nullptr, &at_once);
+  if (count < 0 && errno == EPIPE) {
+    sigset_t pending;
+    int taken = 0;
+    ::sigpending(&pending);
+    if (::sigismember(&pending, SIGPIPE) == 1) ::sigwait(&broken_pipe, &taken);
+  }
   ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
   return count == static_cast<ssize_t>(text.size());
 }

@@ -10,18 +10,18 @@
 
 #include "utility_manager/platform/descriptor.posix.h"
 #include "utility_manager/platform/failures.h"
+#include "utility_manager/platform/system.h"
+#include "utility_manager/platform/unshared.posix.h"
 
 namespace utility_manager::platform {
 namespace {
 
 Handle nameless_file(const std::string& directory) {
-  constexpr mode_t mode = S_IRUSR | S_IWUSR;
-#ifdef O_TMPFILE
-  Handle nameless(::open(directory.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC | O_EXCL, mode));
+  Handle nameless = open_nameless_file(directory);
   if (nameless) return nameless;
-#endif
-  std::string path = directory + "/utility_manager.XXXXXX";
-  Handle file(::mkostemp(path.data(), O_CLOEXEC));
+  const std::string path = directory + "/utility_manager." + system().random_uuid();
+  constexpr int flags = O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC;
+  Handle file(::open(path.c_str(), flags, S_IRUSR | S_IWUSR));
   if (file) ::unlink(path.c_str());
   return file;
 }

@@ -20,10 +20,13 @@ class Published {
     return value_;
   }
 
-  void publish(Type value) {
-    auto next = std::make_shared<const Type>(std::move(value));
+  /// Gives the new snapshot.
+  Snapshot publish(Type value) {
+    const auto next = std::make_shared<const Type>(std::move(value));
+    auto previous = next;
     const std::lock_guard held(mutex_);
-    std::swap(value_, next);
+    std::swap(value_, previous);
+    return next;
   }
 
   /// Publishes a copy that `change(copy)` has worked on.

@@ -1,5 +1,8 @@
 #include "utility_manager/persistence/state_file_reader.h"
 
+#include <algorithm>
+#include <string_view>
+#include <unordered_map>
 #include <utility>
 
 #include "utility_manager/limits.h"
@@ -9,6 +12,12 @@
 namespace utility_manager {
 namespace {
 
+using platform::FileStamp;
+
+/// How long the names may be taken from memory, in seconds: not every file system keeps the times
+/// of directories.
+constexpr double longest_trust = 10;
+
 std::shared_ptr<const StateFile> understand(std::string_view bytes) {
   auto file = read_state_file(bytes);
   return file ? std::make_shared<const StateFile>(*std::move(file)) : nullptr;
@@ -16,61 +25,68 @@ std::shared_ptr<const StateFile> understand(std::string_view bytes) {
 
 }  // namespace
 
-/// One look at the directory, beside what is known from the last.
-class StateFileReader::Walk {
+/// One look at the directory, beside what the last one found.
+class StateFileReader::Look {
  public:
-  Walk(const std::string& path, const KnownFiles& known) : directory_(path), known_(known) {
-    while (const char* const name = directory_.next()) {
-      if (std::string_view(name).ends_with(state_file_suffix)) look_at(name);
-    }
+  Look(const std::string& path, const Findings& last) : directory_(path), last_(last) {}
+
+  /// An unchanged directory has the same names in the same order; what they lead to is looked at.
+  bool finds_the_same() const {
+    const double age = now_ - last_.walked;
+    if (stamp_ != last_.directory || age < 0 || age > longest_trust) return false;
+    return std::all_of(last_.entries.begin(), last_.entries.end(), [this](const Entry& entry) {
+      return directory_.stamp_of(entry.name.c_str()) == entry.stamp;
+    });
   }
 
-  std::vector<Entry> entries;
-
-  /// What is known now; nothing when that is what was known.
-  std::optional<KnownFiles> news() {
-    if (read_anew_.empty() && unchanged_.size() == known_.size()) return std::nullopt;
-    for (const auto* const file : unchanged_) read_anew_.insert(*file);
-    return std::move(read_anew_);
+  Findings find() {
+    for (const Entry& entry : last_.entries) known_.emplace(entry.name, &entry);
+    Findings found{.walked = now_, .directory = if_settled(stamp_), .entries = {}};
+    while (const char* const name = directory_.next()) {
+      if (std::string_view(name).ends_with(state_file_suffix))
+        found.entries.push_back(look_at(name));
+    }
+    return found;
   }
 
  private:
-  void look_at(std::string name) {
+  Entry look_at(std::string name) {
     const auto stamp = directory_.stamp_of(name.c_str());
-    if (!stamp) return;
-    const auto place = known_.find(name);
-    if (place != known_.end() && place->second.stamp == *stamp) {
-      unchanged_.push_back(&*place);
-      if (place->second.file) entries.push_back({std::move(name), place->second.file});
-    } else {
-      read(std::move(name));
-    }
+    if (!stamp) return {.name = std::move(name), .stamp = {}, .file = nullptr};
+    const auto known = known_.find(name);
+    const bool is_known = known != known_.end() && known->second->stamp == stamp;
+    return is_known && stamp->is_settled(now_) ? *known->second : read(std::move(name));
   }
 
-  void read(std::string name) {
-    const double now = platform::system().wall_clock();
+  Entry read(std::string name) {
     const auto content = directory_.read(name.c_str(), limits::state_file_bytes);
-    if (!content) return;
-    const auto file = understand(content->bytes);
-    if (content->stamp.is_settled(now)) read_anew_.emplace(name, Known{content->stamp, file});
-    if (file) entries.push_back({std::move(name), file});
+    return {.name = std::move(name),
+            .stamp = content ? if_settled(content->stamp) : FileStamp(),
+            .file = content ? understand(content->bytes) : nullptr};
   }
 
+  FileStamp if_settled(const FileStamp& stamp) const {
+    return stamp.is_settled(now_) ? stamp : FileStamp();
+  }
+
+  // In this order: what changes from now on has a later time.
+  const double now_ = platform::system().wall_clock();
   platform::Directory directory_;
-  const KnownFiles& known_;
-  std::vector<const KnownFiles::value_type*> unchanged_;
-  KnownFiles read_anew_;
+  const FileStamp stamp_ = directory_.stamp();
+
+  const Findings& last_;
+  std::unordered_map<std::string_view, const Entry*> known_;
 };
 
-std::vector<StateFileReader::Entry> StateFileReader::read(const std::string& directory) {
-  try {
-    const auto known = known_.read();
-    Walk walk(directory, *known);
-    if (auto news = walk.news()) known_.publish(*std::move(news));
-    return std::move(walk.entries);
-  } catch (const platform::SystemError&) {
-    return {};
-  }
+std::shared_ptr<const StateFileReader::Entries> StateFileReader::read(
+    const std::string& directory) try {
+  auto findings = last_.read();
+  Look look(directory, *findings);
+  if (!look.finds_the_same()) findings = last_.publish(look.find());
+  const auto* const entries = &findings->entries;
+  return {std::move(findings), entries};
+} catch (const platform::SystemError&) {
+  return std::make_shared<const Entries>();
 }
 
 }  // namespace utility_manager

@@ -1,8 +1,8 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
-#include <unordered_map>
 #include <vector>
 
 #include "utility_manager/persistence/state_file_form.h"
@@ -11,29 +11,31 @@
 
 namespace utility_manager {
 
-/// Reads the state files of a directory again and again, each only if it has changed. The result is
-/// that of a full read. Members may be called from any thread.
+/// Reads the state files of a directory again and again: its names only if it has changed, and each
+/// file only if that has. The result is that of a full read. Members may be called from any thread.
 class StateFileReader {
  public:
-  /// A file of the directory that could be understood.
+  /// What has the name of a state file.
   struct Entry {
     std::string name;
-    std::shared_ptr<const StateFile> file;  ///< never null
+    std::optional<platform::FileStamp> stamp;  ///< nothing for what is no regular file
+    std::shared_ptr<const StateFile> file;     ///< null where it can't be understood
   };
+  using Entries = std::vector<Entry>;
 
-  /// In the order of the directory. None when it can't be listed.
-  std::vector<Entry> read(const std::string& directory);
+  /// In the order of the directory; none when it can't be listed. Never null.
+  std::shared_ptr<const Entries> read(const std::string& directory);
 
  private:
-  struct Known {
-    platform::FileStamp stamp;
-    std::shared_ptr<const StateFile> file;  ///< null where it can't be understood
+  /// Stamps that no file has stand for what must be read again.
+  struct Findings {
+    double walked = 0;  ///< when the names were read, by the wall clock
+    platform::FileStamp directory;
+    Entries entries;
   };
-  using KnownFiles = std::unordered_map<std::string, Known>;
+  class Look;
 
-  class Walk;
-
-  Published<KnownFiles> known_;
+  Published<Findings> last_;
 };
 
 }  // namespace utility_manager

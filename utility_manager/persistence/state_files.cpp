@@ -47,11 +47,12 @@ bool is_alive(const StateFile& file, const Known& known) {
 /// What a look at the state directory asks of the server table.
 class UtilityServerManager::Reconciliation {
  public:
-  Reconciliation(const std::vector<StateFileReader::Entry>& files,
-                 const ServerTable::Records& table) {
+  Reconciliation(const StateFileReader::Entries& files, const ServerTable::Records& table) {
     if (files.empty()) return;
     const auto known = known_instances(table);
-    for (const auto& [name, file] : files) examine(name, *file, known);
+    for (const auto& each : files) {
+      if (each.file) examine(each.name, *each.file, known);
+    }
   }
 
   struct Candidate {
@@ -119,14 +120,14 @@ void UtilityServerManager::_load_persisted_states() {
   const auto files = state_files_->read(state_dir_);
   const auto table =
       servers_now();  // waits for a stop under way, also when there is nothing to load
-  Reconciliation changes(files, *table);
+  Reconciliation changes(*files, *table);
   if (changes.empty()) return;
   const LockHeld held(lock);
   apply(changes);
 }
 
 void UtilityServerManager::reload() {
-  Reconciliation changes(state_files_->read(state_dir_), *servers_.records());
+  Reconciliation changes(*state_files_->read(state_dir_), *servers_.records());
   apply(changes);
 }
 

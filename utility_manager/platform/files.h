@@ -83,6 +83,9 @@ class Directory {
   /// Fails when the directory can't be read.
   const char* next();
 
+  /// The directory's own, in which every entry shows that comes, goes or is replaced.
+  FileStamp stamp() const;
+
   /// Nothing for what is no regular file.
   std::optional<FileStamp> stamp_of(const char* name) const;
 

@@ -192,6 +192,12 @@ const char* Directory::next() {
   return entry ? entry->d_name : nullptr;
 }
 
+FileStamp Directory::stamp() const {
+  struct stat status;
+  if (::fstat(::dirfd(static_cast<DIR*>(listing_)), &status) != 0) throw SystemError(errno, path_);
+  return platform::stamp_of(status);
+}
+
 std::optional<FileStamp> Directory::stamp_of(const char* name) const {
   struct stat status;
   const int directory = ::dirfd(static_cast<DIR*>(listing_));

@@ -32,7 +32,9 @@ class Reader : public testing::Test {
   static std::map<std::string, std::int64_t> ports(StateFileReader& reader,
                                                    const std::string& directory) {
     std::map<std::string, std::int64_t> found;
-    for (const auto& [name, file] : reader.read(directory)) found[name] = file->port;
+    for (const auto& each : *reader.read(directory)) {
+      if (each.file) found[each.name] = each.file->port;
+    }
     return found;
   }
 
@@ -41,8 +43,16 @@ class Reader : public testing::Test {
     EXPECT_EQ(ports(reader, directory.path()), ports(fresh, directory.path())) << after;
   }
 
+  /// Time in which nothing changes; the next change has another time on every file system.
+  void settle() {
+    const auto before = fs::last_write_time(elsewhere.write("clock", ""));
+    while (fs::last_write_time(elsewhere.write("clock", "")) == before) continue;
+    system.sleep(3600);
+  }
+
   fakes::FakeSystem system;
   fakes::TemporaryDirectory directory;
+  fakes::TemporaryDirectory elsewhere;
   StateFileReader reader;
 };
 
@@ -69,6 +79,23 @@ TEST_F(Reader, SeesEveryChange) {
          fs::create_symlink("other", path("link.json"));
        }},
       {"behind the link", [&] { platform::write_file(other, state(6)); }},
+      {"through a link that leads away",
+       [&] { fs::create_symlink(elsewhere.path("a.json"), path("far.json")); }},
+      {"at the far end", [&] { elsewhere.write("a.json", state(9)); }},
+      {"no more at the far end", [&] { fs::remove(elsewhere.path("a.json")); }},
+      {"new, the directory's time set back",
+       [&] {
+         const auto time = fs::last_write_time(directory.path());
+         write("new.json", state(10));
+         fs::last_write_time(directory.path(), time);
+       }},
+      {"another directory of the same names",
+       [&] {
+         fs::rename(directory.path(), elsewhere.path("old"));
+         fs::create_directory(directory.path());
+         write("a.json", state(11));
+         fs::remove_all(elsewhere.path("old"));
+       }},
       {"broken", [&] { write("a.json", "{"); }},
       {"too large",
        [&] { write("a.json", state(7) + std::string(limits::state_file_bytes, ' ')); }},
@@ -82,26 +109,51 @@ TEST_F(Reader, SeesEveryChange) {
     for (const auto& [name, change] : changes) {
       change();
       expect_a_full_read(name);
-      if (settled) system.sleep(3600);
+      if (settled) settle();
       expect_a_full_read(name + ", again");
+      if (settled) system.sleep(5);
+      expect_a_full_read(name + ", once more");
     }
   }
 }
 
 TEST_F(Reader, ReadsWhatIsSettledOnce) {
   const auto read = [&] {
-    for (const auto& [name, file] : reader.read(directory.path())) {
-      if (name == "a.json") return file;
+    for (const auto& each : *reader.read(directory.path())) {
+      if (each.name == "a.json") return each.file;
     }
     return std::shared_ptr<const StateFile>();
   };
   write("a.json", state(1));
   auto before = read();
   EXPECT_NE(read(), before);  // it may have changed since and look the same
-  system.sleep(3600);
+  before = read();
+  settle();
+  EXPECT_NE(read(), before);
   before = read();
   write("b.json", "{");
   EXPECT_EQ(read(), before);
   fs::remove(path("b.json"));
   EXPECT_EQ(read(), before);
+  system.sleep(-7200);
+  EXPECT_NE(read(), before);
+}
+
+TEST_F(Reader, ReadsTheNamesAgainOnlyWhereTheyMayHaveChanged) {
+  const auto walks = [&] {
+    const auto before = reader.read(directory.path());
+    return reader.read(directory.path()) != before;
+  };
+  EXPECT_TRUE(walks());  // a file may come at the time of the last change
+  write("a.json", state(1));
+  settle();
+  EXPECT_FALSE(walks());
+  const auto before = reader.read(directory.path());
+  system.sleep(9);
+  EXPECT_EQ(reader.read(directory.path()), before);
+  system.sleep(2);  // a file system may tell no times
+  EXPECT_NE(reader.read(directory.path()), before);
+  EXPECT_FALSE(walks());
+  system.sleep(-7200);
+  EXPECT_TRUE(walks());
 }

@@ -16,17 +16,23 @@ LASTING = "import time\ntime.sleep(120)"
 CLIENT = f"""
 import ctypes
 ctypes.CDLL(None).prctl(0x59616d61, -1)  # may be traced by a process that isn't its parent
-body, persistent, stop = {LASTING!r}, sys.argv[1] == "persistent", sys.argv[2] == "stop"
-plugins.append(Plugin("p", [utility("u", body, persistent=persistent)]))
+body, persistent, work = {LASTING!r}, sys.argv[1] == "persistent", sys.argv[2]
+offer = lambda persistent: Plugin("p", [utility("u", body, persistent=persistent)])
+plugins.append(offer(persistent and work != "cleanup"))
 from utility_manager import utility_manager as manager
 start = lambda: manager.start_utility_server("", "u", {{}})["server_id"]
-if stop: server_id = start()
+if work != "start": server_id = start()
+if work == "cleanup" and persistent:  # by now: what a cleanup keeps it writes down
+    plugins[:] = [offer(True)]
+    manager.refresh_utility_registry()
 import select
 go = select.epoll()
 go.register(0)
 print("ready", flush=True)
 go.poll()  # by a system call that the work has none of
-manager.stop_utility_server(server_id) if stop else start()
+if work == "start": start()
+elif work == "stop": manager.stop_utility_server(server_id)
+else: manager.cleanup_all_servers()
 os.write(1, b"done")
 os._exit(0)
 """
@@ -88,7 +94,7 @@ def age_records(data: Path) -> None:
         os.utime(file, (0, 0))
 
 
-@pytest.mark.parametrize("work", ["start", "stop"])
+@pytest.mark.parametrize("work", ["start", "stop", "cleanup"])
 @pytest.mark.parametrize("kind", ["persistent", "own"])
 def test_killed_client_loses_no_child(run_client, tmp_path, kind, work):
     def attempt(call: tuple[str, int]) -> int:

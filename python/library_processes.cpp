@@ -45,24 +45,24 @@ struct Library {
   }
 };
 
-/// The library knows a process by its id and the time of its creation.
+/// The library knows a process by its id and the time of its creation, to a tick of the system's
+/// clock. Where the system gives a reference that is finer, that one must hold, too.
 class LibraryProcess : public Process {
  public:
   /// With the interpreter lock held.
   LibraryProcess(const Library& library, Ref process)
-      : library_(library), pid_(pid_of(process.get())), process_(keep(std::move(process))) {}
+      : library_(library), reference_(pid_of(process.get())), process_(keep(std::move(process))) {}
 
-  std::int64_t pid() const override { return pid_; }
+  std::int64_t pid() const override { return reference_.pid(); }
   bool is_exact() const override { return true; }
 
   bool exists() const override {
-    return with_gil([this] { return is_true(method("is_running").get()); });
+    return reference_.exists() && with_gil([this] { return is_true(method("is_running").get()); });
   }
 
   void collect() const override {
-    const platform::ProcessReference reference(pid_);
-    const bool has_ended = reference.wait_for_end(platform::Deadline(0));
-    if (has_ended && exists()) platform::collect_child(reference);
+    const bool has_ended = reference_.wait_for_end(platform::Deadline(0));
+    if (has_ended && exists()) platform::collect_child(reference_);
   }
 
   Processes descendants() const override {
@@ -110,7 +110,7 @@ class LibraryProcess : public Process {
   }
 
   const Library& library_;
-  std::int64_t pid_;
+  platform::ProcessReference reference_;
   KeptObject process_;
 };
 

@@ -174,21 +174,27 @@ assert manager.servers == {} and files() == [] and manager.used_ports == set()
     )
 
 
-def test_a_utility_that_the_client_runs_in_keeps_its_state_file(run_client):
-    """It isn't adopted, and it is no stranger."""
+def test_a_utility_that_the_client_runs_in_keeps_its_files(run_client):
+    """It isn't adopted, and it is no stranger. Nobody but the client itself could end it."""
+    around = "6f0c2a52-53f4-4c52-9d9c-0d8c6f7f9a12"
     run_client(
         """
+        around = sys.argv[2]
         states = os.path.join(os.environ["FAKE_CLIENT_DATA"], "config", "utility_states")
         os.makedirs(states)
-        for server_id in ("around", "stranger"):
+        for server_id in (around, "stranger"):
             record = {"server_id": server_id, "port": 8899, "pid": os.getpid(),
                       "create_time": int(time.time())}
             with open(os.path.join(states, server_id + ".json"), "w") as file:
                 json.dump(record, file)
+        with open(os.path.join(states, f".{around}.starting"), "w") as file:  # of a client that has gone
+            record = {"server_id": around, "port": 8899, "pid": 0, "create_time": int(time.time())}
+            print(json.dumps({"state": record, "client": {"pid": 1 << 23}}), file=file)
         from utility_manager import utility_manager as manager
-        assert manager.servers == {} and os.listdir(states) == ["around.json"]
+        assert manager.servers == {}
+        assert sorted(os.listdir(states)) == [f".{around}.starting", f"{around}.json"]
         """,
-        "--server-id", "around",
+        "--server-id", around,
     )
 
 

@@ -3,23 +3,18 @@
 #include <cerrno>
 #include <utility>
 
-#include <fcntl.h>
 #include <sys/file.h>
 
+#include "utility_manager/limits.h"
+#include "utility_manager/platform/deadline.h"
 #include "utility_manager/platform/descriptor.posix.h"
 
 namespace utility_manager::platform {
-namespace {
-
-Handle open_directory(const std::string& path) {
-  return above_standard(Handle(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)));
-}
-
-}  // namespace
 
 std::shared_ptr<const void> use_directory(const std::string& path) {
-  auto directory = open_directory(path);
-  if (!directory || ::flock(descriptor(directory), LOCK_SH | LOCK_NB) != 0) return nullptr;
+  // Who looks whether it is used has it alone for a moment.
+  auto directory = locked_directory(path, LOCK_SH, Deadline(limits::directory_lock_wait));
+  if (!directory) return nullptr;
   return std::make_shared<const Handle>(std::move(directory));
 }
 

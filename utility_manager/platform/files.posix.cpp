@@ -212,18 +212,8 @@ std::optional<Directory::Content> Directory::read(const char* name, std::size_t 
   return content;
 }
 
-DirectoryLock::DirectoryLock(const std::string& path, double seconds) {
-  Handle directory(
-      above_standard(Handle(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC))));
-  if (!directory) return;
-  const Deadline deadline(seconds);
-  while (::flock(descriptor(directory), LOCK_EX | LOCK_NB) != 0) {
-    const bool is_taken = errno == EWOULDBLOCK || errno == EINTR;
-    if (!is_taken || deadline.passed()) return;
-    deadline.pause(std::chrono::milliseconds(1));
-  }
-  directory_ = std::move(directory);
-}
+DirectoryLock::DirectoryLock(const std::string& path, double seconds)
+    : directory_(locked_directory(path, LOCK_EX, Deadline(seconds))) {}
 
 DirectoryLock::~DirectoryLock() {
   // A forked child may have the descriptor, too.

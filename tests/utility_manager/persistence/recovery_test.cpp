@@ -21,7 +21,9 @@ namespace fs = std::filesystem;
 
 namespace {
 
-const std::string server_id = "6f0c2a52-53f4-4c52-9d9c-0d8c6f7f9a11";
+/// No other run of these tests has it.
+const std::string server_id =
+    "6f0c2a52-53f4-4c52-9d9c-" + std::to_string(100'000'000'000 + platform::own_stamp().pid);
 
 std::shared_ptr<platform::ProcessHandle> sleeper(const std::string& id) {
   return platform::spawn_child(
@@ -142,9 +144,13 @@ TEST_F(Recovery, NoStrangerIsSignalled) {
   }
   EXPECT_EQ(stranger->poll(), std::nullopt);
 
-  const auto child = sleeper(server_id);  // its client lives
-  meet({.pid = child->pid(), .client = {.pid = ::getppid()}});
+  const auto child = sleeper(server_id);
+  meet({.pid = child->pid(), .client = {.pid = ::getppid()}});  // its client lives
   EXPECT_TRUE(has_record());
+  for (const bool is_persistent : {false, true}) {  // another process is known to be the child
+    meet({.is_persistent = is_persistent, .pid = 1 << 23});
+    EXPECT_TRUE(manager->servers().empty());
+  }
   EXPECT_EQ(child->poll(), std::nullopt);
   child->kill();
   stranger->kill();

@@ -3,6 +3,7 @@
 file(GLOB layer_sources CONFIGURE_DEPENDS python/inspection_*.cpp)
 file(GLOB module_sources CONFIGURE_DEPENDS python/*.cpp)
 list(REMOVE_ITEM module_sources ${layer_sources})
+keep_sources_of_this_platform(module_sources)
 
 # The system's own interpreter: another one that stands first on PATH has other headers.
 if(NOT DEFINED Python_EXECUTABLE AND EXISTS /usr/bin/python3)

@@ -5,11 +5,9 @@
 #include <mutex>
 #include <thread>
 
-#include <pthread.h>
-#include <unistd.h>
-
 #include "python/calls.h"
 #include "utility_manager/host/failures.h"
+#include "utility_manager/platform/fork.h"
 
 namespace utility_manager::python {
 namespace {
@@ -57,9 +55,9 @@ class Gate {
 
 Gate& gate() {
   static Gate* const gate = [] {
-    ::pthread_atfork([] { python::gate().before_fork(); },
-                     [] { python::gate().after_fork_in_parent(); },
-                     [] { python::gate().after_fork_in_child(); });
+    platform::around_forks([] { python::gate().before_fork(); },
+                           [] { python::gate().after_fork_in_parent(); },
+                           [] { python::gate().after_fork_in_child(); });
     return new Gate;  // outlives every thread
   }();
   return *gate;
@@ -73,10 +71,6 @@ PyObject* close_gate(PyObject*, PyObject*) {
 }
 
 }  // namespace
-
-void park() {
-  for (;;) ::pause();
-}
 
 AcquireGil::AcquireGil() {
   if (!gate().enter()) throw host::HostGone();

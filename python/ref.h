@@ -22,8 +22,12 @@ class Ref {
     return *this;
   }
   ~Ref() {
-    PyObject* const object = object_;
-    guarded_call([object] { Py_XDECREF(object); });
+    if (!object_) return;
+    if (Py_REFCNT(object_) > 1) {
+      Py_DECREF(object_);  // one of several references: no Python code runs
+    } else {
+      guarded_call([object = object_] { Py_DECREF(object); });
+    }
   }
 
   PyObject* get() const { return object_; }

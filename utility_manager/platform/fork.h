@@ -10,4 +10,8 @@ bool is_forked_child();
 /// How many forks lie between that process and this one: another number, another process.
 int fork_depth();
 
+/// Has these called around every fork from now on, on the forking thread: before it, then after it
+/// in each of the two processes.
+void around_forks(void (*before)(), void (*in_parent)(), void (*in_child)());
+
 }  // namespace utility_manager::platform

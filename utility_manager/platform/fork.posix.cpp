@@ -21,4 +21,8 @@ int fork_depth() {
   return depth;
 }
 
+void around_forks(void (*before)(), void (*in_parent)(), void (*in_child)()) {
+  ::pthread_atfork(before, in_parent, in_child);
+}
+
 }  // namespace utility_manager::platform

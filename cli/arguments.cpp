@@ -4,7 +4,7 @@
 #include <map>
 #include <string_view>
 
-#include <stdlib.h>
+#include "cli/console.h"
 
 namespace utility_manager::cli {
 namespace {
@@ -28,11 +28,6 @@ const std::map<std::string_view, Command> commands = {
     {"stop", {true, {&Arguments::force}}},
     {"adopt", {false, {&Arguments::dry_run}}},
     {"clean", {false, {&Arguments::yes, &Arguments::force, &Arguments::dry_run}}}};
-
-std::string default_directory() {
-  const char* const named = ::getenv("UTILITY_MANAGER_CONFIG");
-  return named && *named ? named : ".";
-}
 
 void check_command(const Arguments& arguments, std::size_t words) {
   if (arguments.command.empty()) throw UsageError("a command is missing");
@@ -71,7 +66,9 @@ Arguments parse(const std::vector<std::string>& words) {
     }
   }
   if (arguments.help || arguments.version) return arguments;
-  if (arguments.directory.empty()) arguments.directory = default_directory();
+  if (arguments.directory.empty()) {
+    arguments.directory = environment_variable("UTILITY_MANAGER_CONFIG").value_or(".");
+  }
   if (!plain.empty()) arguments.command = plain[0];
   if (plain.size() > 1) arguments.id = plain[1];
   check_command(arguments, plain.size());

@@ -2,6 +2,7 @@
 #include <iostream>
 
 #include "cli/commands.h"
+#include "cli/console.h"
 #include "utility_manager/platform/process.h"
 #include "utility_manager/version.h"
 
@@ -28,7 +29,7 @@ int run(const std::vector<std::string>& words) {
 int main(int count, char** words) {
   namespace cli = utility_manager::cli;
   try {
-    return cli::run({words + 1, words + count});
+    return cli::run(cli::words_of_command_line(count, words));
   } catch (const cli::UsageError& failure) {
     std::cerr << "utility-manager: " << failure.what() << "; see --help\n";
     return 2;

@@ -16,10 +16,9 @@ Colour colour_of(State state) {
 
 std::string time_text(double seconds) {
   const auto moment = static_cast<std::time_t>(seconds);
-  std::tm local{};
+  const std::tm* const local = seconds > 0 ? std::localtime(&moment) : nullptr;
   char text[32];
-  const bool known = seconds > 0 && ::localtime_r(&moment, &local);
-  if (!known || std::strftime(text, sizeof text, "%F %T", &local) == 0) return "-";
+  if (!local || std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", local) == 0) return "-";
   return text;
 }
 

@@ -3,10 +3,9 @@
 #include <algorithm>
 #include <iostream>
 
-#include <stdlib.h>
-#include <unistd.h>
 #include <utf8proc.h>
 
+#include "cli/console.h"
 #include "utility_manager/values/code_points.h"
 
 namespace utility_manager::cli {
@@ -28,11 +27,6 @@ const char* code_of(Colour colour) {
       return "\33[33m";
   }
   return "";
-}
-
-bool is_set(const char* variable) {
-  const char* const value = ::getenv(variable);
-  return value && *value;
 }
 
 /// How many columns a printable text takes.
@@ -58,9 +52,8 @@ std::vector<std::size_t> widths_of(const Row& heading, const std::vector<Row>& r
 }  // namespace
 
 Terminal::Terminal()
-    : is_interactive_(::isatty(STDOUT_FILENO) == 1),
-      has_colours_(is_interactive_ && !is_set("NO_COLOR") && is_set("TERM") &&
-                   std::string_view(::getenv("TERM")) != "dumb") {}
+    : is_interactive_(is_output_interactive()),
+      has_colours_(is_interactive_ && !environment_variable("NO_COLOR") && knows_colours()) {}
 
 std::string Terminal::table(const std::vector<std::string>& heading,
                             const std::vector<Row>& rows) const {
@@ -94,7 +87,7 @@ std::string Terminal::in(Colour colour, std::string_view text) const {
 }
 
 bool Terminal::confirms(std::string_view question) const {
-  if (!is_interactive_ || ::isatty(STDIN_FILENO) != 1) return false;
+  if (!is_interactive_ || !is_input_interactive()) return false;
   std::cout << question << std::flush;
   std::string answer;
   std::getline(std::cin, answer);

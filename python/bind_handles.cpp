@@ -12,13 +12,13 @@ using platform::Stream;
 
 /// How a wait for a child ended.
 struct Waited {
-  std::optional<int> code;
+  std::optional<std::int64_t> code;
   std::int64_t pid;
   std::optional<double> timeout;
 };
 
 Waited wait(ProcessHandle& self, std::optional<double> timeout) {
-  std::optional<int> code;
+  std::optional<std::int64_t> code;
   wait_in_slices(platform::Deadline(timeout), [&](double slice) {
     code = self.wait(slice);
     return code.has_value();

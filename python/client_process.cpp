@@ -1,7 +1,5 @@
 #include "python/client_process.h"
 
-#include <algorithm>
-#include <limits>
 #include <utility>
 
 #include "python/arguments.h"
@@ -17,13 +15,6 @@ std::optional<std::int64_t> number_of(const Ref& number) {
   return to_pid(number.get());
 }
 
-std::optional<int> code_of(const Ref& code) {
-  const auto number = number_of(code);
-  if (!number) return std::nullopt;
-  using range = std::numeric_limits<int>;
-  return static_cast<int>(std::clamp<std::int64_t>(*number, range::min(), range::max()));
-}
-
 class ClientProcess : public platform::ProcessHandle {
  public:
   explicit ClientProcess(Ref process) : process_(keep(std::move(process))) {}
@@ -33,8 +24,8 @@ class ClientProcess : public platform::ProcessHandle {
         [this] { return number_of(optional_attribute(process_.get(), "pid")).value_or(0); });
   }
 
-  std::optional<int> poll() override {
-    return with_gil([this] { return code_of(call_method(process_.get(), "poll")); });
+  std::optional<std::int64_t> poll() override {
+    return with_gil([this] { return number_of(call_method(process_.get(), "poll")); });
   }
 
   void terminate() override {
@@ -45,8 +36,8 @@ class ClientProcess : public platform::ProcessHandle {
     with_gil([this] { call_method(process_.get(), "kill"); });
   }
 
-  std::optional<int> wait(std::optional<double> seconds) override {
-    return with_gil([&]() -> std::optional<int> {
+  std::optional<std::int64_t> wait(std::optional<double> seconds) override {
+    return with_gil([&]() -> std::optional<std::int64_t> {
       const Ref timeout_expired = import_name("subprocess", "TimeoutExpired");
       const Ref timeout = seconds ? checked(PyFloat_FromDouble(*seconds)) : Ref::borrow(Py_None);
       const Ref method = attribute(process_.get(), "wait");
@@ -55,12 +46,12 @@ class ClientProcess : public platform::ProcessHandle {
       const Ref code = Ref::steal(guarded_call(
           [m = method.get(), n = none.get(), k = names.get()] { return PyObject_Call(m, n, k); }));
       if (!code && !caught(timeout_expired.get())) throw_raised();
-      return code_of(code);
+      return number_of(code);
     });
   }
 
-  std::optional<int> returncode() const override {
-    return with_gil([this] { return code_of(optional_attribute(process_.get(), "returncode")); });
+  std::optional<std::int64_t> returncode() const override {
+    return with_gil([this] { return number_of(optional_attribute(process_.get(), "returncode")); });
   }
 
   std::shared_ptr<platform::Stream> output_stream() const override { return nullptr; }

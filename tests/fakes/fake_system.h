@@ -79,23 +79,23 @@ class FakeHandle : public platform::ProcessHandle {
  public:
   explicit FakeHandle(std::int64_t pid) : pid_(pid) {}
 
-  std::function<std::optional<int>()> on_poll = [] { return std::nullopt; };
+  std::function<std::optional<std::int64_t>()> on_poll = [] { return std::nullopt; };
   std::function<void()> on_terminate;
   std::function<std::shared_ptr<platform::Stream>()> on_error_stream;
   std::vector<std::optional<double>> waits;
   bool gave_id_away = false;
 
   std::int64_t pid() const override { return pid_; }
-  std::optional<int> poll() override { return on_poll(); }
+  std::optional<std::int64_t> poll() override { return on_poll(); }
   void terminate() override {
     if (on_terminate) on_terminate();
   }
   void kill() override { terminate(); }
-  std::optional<int> wait(std::optional<double> seconds) override {
+  std::optional<std::int64_t> wait(std::optional<double> seconds) override {
     waits.push_back(seconds);
     return on_poll();
   }
-  std::optional<int> returncode() const override { return on_poll(); }
+  std::optional<std::int64_t> returncode() const override { return on_poll(); }
   bool id_has_new_owner() const override { return gave_id_away; }
   std::shared_ptr<platform::Stream> output_stream() const override { return nullptr; }
   std::shared_ptr<platform::Stream> error_stream() const override {

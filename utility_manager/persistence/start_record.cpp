@@ -213,8 +213,10 @@ void write_start_record(const std::string& state_dir, const ServerInfo& instance
   remember_own_start(client, instance.server_id);
   try {
     platform::create_file(path, text);
-  } catch (const platform::SystemError& failure) {
-    if (failure.code() != EEXIST) remove_start_record(state_dir, instance.server_id);
+  } catch (const platform::FileExists&) {
+    throw;
+  } catch (const platform::SystemError&) {
+    remove_start_record(state_dir, instance.server_id);
     throw;
   }
 }

@@ -11,7 +11,8 @@ namespace utility_manager::platform {
 
 /// What `System::spawn` does. A handle that is dropped while its child runs leaves the child to a
 /// later call, which collects it once it has ended.
-std::shared_ptr<ProcessHandle> spawn_child(const std::vector<std::string>& arguments);
+std::shared_ptr<ProcessHandle> spawn_child(const std::vector<std::string>& arguments,
+                                           std::uint32_t flags = 0);
 
 /// The handle of the child with this id, where there still is one.
 std::shared_ptr<ProcessHandle> own_child(std::int64_t pid);

@@ -35,6 +35,11 @@ struct AccessDenied : SystemError {
   AccessDenied();
 };
 
+/// There is such a file.
+struct FileExists : SystemError {
+  explicit FileExists(const std::string& path);
+};
+
 /// There is no process inspection.
 struct NotInspected : std::runtime_error {
   using std::runtime_error::runtime_error;

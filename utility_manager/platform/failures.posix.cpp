@@ -13,4 +13,6 @@ NoSuchProcess::NoSuchProcess() : SystemError(ESRCH) {}
 
 AccessDenied::AccessDenied() : SystemError(EPERM) {}
 
+FileExists::FileExists(const std::string& path) : SystemError(EEXIST, path) {}
+
 }  // namespace utility_manager::platform

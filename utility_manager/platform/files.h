@@ -24,7 +24,7 @@ void write_file(const std::string& path, std::string_view bytes);
 /// of it. `beside` is the path that it has until then, which goes when that fails.
 void replace_file(const std::string& path, const std::string& beside, std::string_view bytes);
 
-/// Creates the file for its owner alone, with these bytes. Fails when it exists.
+/// Creates the file for its owner alone, with these bytes. Fails with `FileExists`.
 void create_file(const std::string& path, std::string_view bytes);
 
 /// Adds to the end of a file that exists.

@@ -87,6 +87,7 @@ constexpr mode_t owner_only = 0600;
 void write_to(const std::string& path, int flags, mode_t mode, std::string_view bytes) {
   refuse_nul(path);
   Handle file(::open(path.c_str(), O_WRONLY | O_CLOEXEC | flags, mode));
+  if (!file && (flags & O_EXCL) && errno == EEXIST) throw FileExists(path);
   if (!file) throw SystemError(errno, path);
   const int failure = write_all(file, bytes);
   if (failure != 0) throw SystemError(failure, path);
@@ -168,11 +169,6 @@ SearchedDirectory::SearchedDirectory(std::string path) : path_(std::move(path)) 
 std::optional<double> SearchedDirectory::modification_time(const std::string& file) const {
   if (file.empty() || !handle_) return platform::modification_time(join_paths(path_, file));
   return modification_time_below(descriptor(handle_), file);
-}
-
-bool FileStamp::is_settled(double now) const {
-  constexpr double longest_step = 2;
-  return 1e-9 * static_cast<double>(std::max(modified, changed)) < now - longest_step;
 }
 
 Directory::Directory(const std::string& path)

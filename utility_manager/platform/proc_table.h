@@ -31,9 +31,6 @@ std::optional<ProcessRow> row_of(std::int64_t pid);
 /// The same.
 std::optional<std::uint64_t> start_ticks(std::int64_t pid);
 
-/// 0 where there is none, or where it can't be known.
-std::int64_t parent_of(std::int64_t pid);
-
 /// True unless the id of `row` belongs to nobody or to another process than the row tells of.
 bool is_current(const ProcessRow& row);
 

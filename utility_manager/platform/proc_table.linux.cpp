@@ -125,11 +125,6 @@ std::optional<std::uint64_t> start_ticks(std::int64_t pid) {
   return row ? std::optional(row->start_ticks) : std::nullopt;
 }
 
-std::int64_t parent_of(std::int64_t pid) {
-  const auto row = row_of(pid);
-  return row ? row->parent : 0;
-}
-
 bool is_current(const ProcessRow& row) {
   // The directory of a later owner of the id has another number. One process may get several in
   // turn, when the system drops what it keeps of its table.

@@ -21,7 +21,7 @@ class ProcessHandle {
 
   /// The exit code once the child has ended (negative: the signal that killed it), nothing while
   /// it runs. Collects the exit status. A child that somebody else collected has ended with 0.
-  virtual std::optional<int> poll() = 0;
+  virtual std::optional<std::int64_t> poll() = 0;
 
   /// Asks the child to end. Nothing happens to one that has ended.
   virtual void terminate() = 0;
@@ -31,10 +31,10 @@ class ProcessHandle {
 
   /// Waits for the end, woken by it; nothing when `seconds` have passed first. Without `seconds` it
   /// waits as long as the child runs.
-  virtual std::optional<int> wait(std::optional<double> seconds) = 0;
+  virtual std::optional<std::int64_t> wait(std::optional<double> seconds) = 0;
 
   /// What the last `poll` or `wait` saw.
-  virtual std::optional<int> returncode() const = 0;
+  virtual std::optional<std::int64_t> returncode() const = 0;
 
   /// The child's streams, as pipes; null where there is none.
   virtual std::shared_ptr<Stream> output_stream() const = 0;

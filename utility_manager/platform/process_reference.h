@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <utility>
 #include <vector>
 
 #include "utility_manager/platform/deadline.h"
@@ -10,6 +11,9 @@
 #include "utility_manager/platform/proc_table.h"
 
 namespace utility_manager::platform {
+
+/// Of the client.
+std::int64_t own_process_id();
 
 /// False for what is never the id of a process.
 bool is_process_id(std::int64_t pid);
@@ -22,7 +26,7 @@ enum class ChildState { running, ended, not_our_child };
 /// What a look at a child found.
 struct ChildStatus {
   ChildState state = ChildState::running;
-  int exit_code = 0;  ///< of an ended child; negative: the signal that killed it
+  std::int64_t exit_code = 0;  ///< of an ended child; negative: the signal that killed it
 };
 
 /// One process, told from a later owner of its id: by a handle of it, or by its start time where no
@@ -31,6 +35,9 @@ class ProcessReference {
  public:
   /// Refers to the process that has this id now, if there is one.
   explicit ProcessReference(std::int64_t pid);
+
+  /// The handle is one of the process that has this id.
+  ProcessReference(std::int64_t pid, Handle handle) : pid_(pid), handle_(std::move(handle)) {}
 
   std::int64_t pid() const { return pid_; }
 

@@ -4,10 +4,15 @@
 #include <limits>
 
 #include <signal.h>
+#include <unistd.h>
 
 #include "utility_manager/platform/failures.h"
 
 namespace utility_manager::platform {
+
+std::int64_t own_process_id() {
+  return ::getpid();
+}
 
 bool is_process_id(std::int64_t pid) {
   return pid >= 1 && pid <= std::numeric_limits<pid_t>::max();

@@ -1,4 +1,4 @@
-#include "utility_manager/platform/spawn.posix.h"
+#include "utility_manager/platform/spawn.h"
 
 #include <cerrno>
 #include <stdexcept>
@@ -82,8 +82,15 @@ Pipe make_pipe() {
   return pipe;
 }
 
-pid_t start_program(const std::vector<std::string>& arguments, const Handle& output,
-                    const Handle& error) {
+Handle null_output() {
+  const char* const sink = "/dev/null";
+  Handle output = above_standard(Handle(::open(sink, O_WRONLY | O_CLOEXEC)));
+  if (!output) throw SystemError(errno, sink);
+  return output;
+}
+
+ProcessReference start_program(const std::vector<std::string>& arguments, const Handle& output,
+                               const Handle& error, std::uint32_t /*flags*/) {
   const std::vector<char*> vector = argument_vector(arguments);
   const std::string& program = arguments.front();
   if (program.empty()) throw SystemError(EACCES, program);  // as on every directory of PATH
@@ -97,7 +104,7 @@ pid_t start_program(const std::vector<std::string>& arguments, const Handle& out
   const int failure =
       ::posix_spawnp(&pid, program.c_str(), actions.get(), signals.get(), vector.data(), environ);
   if (failure != 0) throw SystemError(failure, program);
-  return pid;
+  return ProcessReference(pid);
 }
 
 }  // namespace utility_manager::platform

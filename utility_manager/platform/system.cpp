@@ -1,9 +1,12 @@
 #include "utility_manager/platform/system.h"
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <thread>
 #include <utility>
+
+#include "utility_manager/platform/random_bytes.h"
 
 namespace utility_manager::platform {
 namespace {
@@ -33,6 +36,19 @@ void System::sleep(double seconds) const {
 
 void System::sleep_until_called(double seconds, Wakeup& wakeup, Wakeup::Count count) const {
   wakeup.sleep(seconds, count);
+}
+
+std::string System::random_uuid() const {
+  std::array<std::uint8_t, 16> bytes;
+  fill_with_random_bytes(bytes);
+  bytes[6] = static_cast<std::uint8_t>(0x40 | (bytes[6] & 0x0f));  // version 4
+  bytes[8] = static_cast<std::uint8_t>(0x80 | (bytes[8] & 0x3f));  // the usual variant
+  std::string text;
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    if (i == 4 || i == 6 || i == 8 || i == 10) text += '-';
+    for (const int digit : {bytes[i] >> 4, bytes[i] & 0x0f}) text += "0123456789abcdef"[digit];
+  }
+  return text;
 }
 
 WallDeadline::WallDeadline(double seconds)

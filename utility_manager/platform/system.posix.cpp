@@ -1,6 +1,5 @@
 #include "utility_manager/platform/system.h"
 
-#include <array>
 #include <atomic>
 #include <cerrno>
 #include <string>
@@ -13,6 +12,7 @@
 
 #include "utility_manager/platform/failures.h"
 #include "utility_manager/platform/process_reference.h"
+#include "utility_manager/platform/random_bytes.h"
 
 namespace utility_manager::platform {
 namespace {
@@ -67,17 +67,8 @@ bool System::report(const std::string& line) const {
   return count == static_cast<ssize_t>(text.size());
 }
 
-std::string System::random_uuid() const {
-  std::array<std::uint8_t, 16> bytes;
+void fill_with_random_bytes(std::span<std::uint8_t> bytes) {
   if (::getentropy(bytes.data(), bytes.size()) != 0) throw SystemError(errno);
-  bytes[6] = static_cast<std::uint8_t>(0x40 | (bytes[6] & 0x0f));  // version 4
-  bytes[8] = static_cast<std::uint8_t>(0x80 | (bytes[8] & 0x3f));  // the usual variant
-  std::string text;
-  for (std::size_t i = 0; i < bytes.size(); ++i) {
-    if (i == 4 || i == 6 || i == 8 || i == 10) text += '-';
-    for (const int digit : {bytes[i] >> 4, bytes[i] & 0x0f}) text += "0123456789abcdef"[digit];
-  }
-  return text;
 }
 
 }  // namespace utility_manager::platform

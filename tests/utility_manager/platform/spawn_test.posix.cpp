@@ -1,3 +1,5 @@
+#include "utility_manager/platform/spawn.h"
+
 #include <thread>
 
 #include <fcntl.h>
@@ -9,7 +11,6 @@
 #include "tests/utility_manager/platform/child.h"
 #include "tests/utility_manager/values/interpreter.h"
 #include "utility_manager/platform/files.h"
-#include "utility_manager/platform/spawn.posix.h"
 
 using namespace utility_manager::platform;
 

@@ -7,15 +7,12 @@
 #include <unordered_map>
 #include <utility>
 
-#include <fcntl.h>
-
 #include "utility_manager/platform/deadline.h"
-#include "utility_manager/platform/descriptor.posix.h"
 #include "utility_manager/platform/failures.h"
 #include "utility_manager/platform/fork.h"
 #include "utility_manager/platform/pipe.h"
 #include "utility_manager/platform/process_reference.h"
-#include "utility_manager/platform/spawn.posix.h"
+#include "utility_manager/platform/spawn.h"
 #include "utility_manager/platform/system.h"
 
 namespace utility_manager::platform {
@@ -23,23 +20,24 @@ namespace {
 
 class ChildProcess : public ProcessHandle {
  public:
-  ChildProcess(pid_t pid, std::shared_ptr<Stream> output, std::shared_ptr<Stream> error)
-      : reference_(pid), output_(std::move(output)), error_(std::move(error)) {}
+  explicit ChildProcess(ProcessReference reference, std::shared_ptr<Stream> output = nullptr,
+                        std::shared_ptr<Stream> error = nullptr)
+      : reference_(std::move(reference)), output_(std::move(output)), error_(std::move(error)) {}
   ~ChildProcess() override;
 
   std::int64_t pid() const override { return reference_.pid(); }
-  std::optional<int> poll() override;
+  std::optional<std::int64_t> poll() override;
   void terminate() override { send(Signal::terminate); }
   void kill() override { send(Signal::kill); }
-  std::optional<int> wait(std::optional<double> seconds) override;
-  std::optional<int> returncode() const override;
+  std::optional<std::int64_t> wait(std::optional<double> seconds) override;
+  std::optional<std::int64_t> returncode() const override;
   std::shared_ptr<Stream> output_stream() const override { return output_; }
   std::shared_ptr<Stream> error_stream() const override { return error_; }
   bool id_has_new_owner() const override;
   const ProcessReference* watched() const override { return &reference_; }
 
  private:
-  std::optional<int> poll_locked();
+  std::optional<std::int64_t> poll_locked();
   void send(Signal signal);
 
   /// In a forked child the mutex may be held for ever, and the process looks like nobody's child.
@@ -52,7 +50,7 @@ class ChildProcess : public ProcessHandle {
   const std::shared_ptr<Stream> output_;
   const std::shared_ptr<Stream> error_;
   mutable std::mutex mutex_;
-  std::optional<int> returncode_;  ///< guarded by `mutex_`
+  std::optional<std::int64_t> returncode_;  ///< guarded by `mutex_`
 };
 
 struct Children {
@@ -84,20 +82,20 @@ ChildProcess::~ChildProcess() {
   if (!ended) all.dropped.push_back(std::move(reference_));
 }
 
-std::optional<int> ChildProcess::poll() {
+std::optional<std::int64_t> ChildProcess::poll() {
   refuse_other_process();
   const std::lock_guard guard(mutex_);
   return poll_locked();
 }
 
-std::optional<int> ChildProcess::poll_locked() {
+std::optional<std::int64_t> ChildProcess::poll_locked() {
   if (returncode_) return returncode_;
   const ChildStatus status = reference_.collect();
   if (status.state != ChildState::running) returncode_ = status.exit_code;
   return returncode_;
 }
 
-std::optional<int> ChildProcess::wait(std::optional<double> seconds) {
+std::optional<std::int64_t> ChildProcess::wait(std::optional<double> seconds) {
   const Deadline deadline(seconds);
   bool seen_ended = false;
   for (;;) {
@@ -111,7 +109,7 @@ std::optional<int> ChildProcess::wait(std::optional<double> seconds) {
   }
 }
 
-std::optional<int> ChildProcess::returncode() const {
+std::optional<std::int64_t> ChildProcess::returncode() const {
   refuse_other_process();
   const std::lock_guard guard(mutex_);
   return returncode_;
@@ -133,19 +131,20 @@ bool ChildProcess::id_has_new_owner() const {
 
 }  // namespace
 
-std::shared_ptr<ProcessHandle> spawn_child(const std::vector<std::string>& arguments) {
+std::shared_ptr<ProcessHandle> spawn_child(const std::vector<std::string>& arguments,
+                                           std::uint32_t flags) {
   collect_dropped_children();
   Pipe output = make_pipe();
   Pipe error = make_pipe();
-  const pid_t pid = start_program(arguments, output.write_end, error.write_end);
+  auto reference = start_program(arguments, output.write_end, error.write_end, flags);
   output.write_end.close();
   error.write_end.close();
-  const auto child =
-      std::make_shared<ChildProcess>(pid, std::make_shared<Stream>(std::move(output.read_end)),
-                                     std::make_shared<Stream>(std::move(error.read_end)));
+  const auto child = std::make_shared<ChildProcess>(
+      std::move(reference), std::make_shared<Stream>(std::move(output.read_end)),
+      std::make_shared<Stream>(std::move(error.read_end)));
   Children& all = children();
   const std::lock_guard guard(all.mutex);
-  all.handles.insert_or_assign(pid, child);
+  all.handles.insert_or_assign(child->pid(), child);
   return child;
 }
 
@@ -166,16 +165,14 @@ void collect_child(const ProcessReference& process) {
 }
 
 std::shared_ptr<ProcessHandle> System::spawn(const std::vector<std::string>& arguments,
-                                             std::uint32_t /*flags*/) const {
-  return spawn_child(arguments);
+                                             std::uint32_t flags) const {
+  return spawn_child(arguments, flags);
 }
 
 void System::run_command(const std::vector<std::string>& arguments, double seconds,
-                         std::uint32_t /*flags*/) const {
-  const char* const sink = "/dev/null";
-  const Handle output = above_standard(Handle(::open(sink, O_WRONLY | O_CLOEXEC)));
-  if (!output) throw SystemError(errno, sink);
-  ChildProcess command(start_program(arguments, output, output), nullptr, nullptr);
+                         std::uint32_t flags) const {
+  const Handle output = null_output();
+  ChildProcess command(start_program(arguments, output, output, flags));
   if (command.wait(seconds)) return;
   command.kill();
   command.wait(std::nullopt);

@@ -1,16 +1,8 @@
 #include "utility_manager/platform/line_writer.h"
 
-#include <cerrno>
-#include <climits>
 #include <mutex>
 
-#include <poll.h>
-#include <pthread.h>
-#include <signal.h>
-#include <unistd.h>
-
-#include "utility_manager/platform/deadline.h"
-#include "utility_manager/platform/descriptor.posix.h"
+#include "utility_manager/platform/standard_output.h"
 
 namespace utility_manager::platform {
 namespace {
@@ -26,27 +18,20 @@ Output& output() {
   return *output;
 }
 
-/// As many whole lines as fit into PIPE_BUF bytes, at least one.
+/// As many whole lines as are written whole, at least one.
 std::string_view first_piece(std::string_view lines) {
-  if (lines.size() <= PIPE_BUF) return lines;
-  std::size_t end = lines.rfind('\n', PIPE_BUF - 1);
+  if (lines.size() <= longest_whole_write) return lines;
+  std::size_t end = lines.rfind('\n', longest_whole_write - 1);
   if (end == lines.npos) end = lines.find('\n');
   return lines.substr(0, end == lines.npos ? end : end + 1);
 }
 
 bool write_whole(std::string_view piece, bool& within_line) {
   while (!piece.empty()) {
-    const ssize_t count = ::write(STDOUT_FILENO, piece.data(), piece.size());
-    if (count > 0) {
-      within_line = piece[static_cast<std::size_t>(count) - 1] != '\n';
-      piece.remove_prefix(static_cast<std::size_t>(count));
-    } else if (count == 0) {
-      return false;
-    } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
-      if (!wait_until_ready(STDOUT_FILENO, POLLOUT, Deadline(std::nullopt))) return false;
-    } else if (errno != EINTR) {
-      return false;
-    }
+    const std::size_t count = write_output(piece);
+    if (count == 0) return false;
+    within_line = piece[count - 1] != '\n';
+    piece.remove_prefix(count);
   }
   return true;
 }
@@ -69,14 +54,6 @@ bool write_lines(std::string_view lines) {
 void give_up_output() {
   const std::lock_guard guard(output().mutex);
   output().given_up = true;
-}
-
-void block_write_signals() {
-  sigset_t signals;
-  sigemptyset(&signals);
-  sigaddset(&signals, SIGPIPE);
-  sigaddset(&signals, SIGXFSZ);
-  ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 }
 
 }  // namespace utility_manager::platform

@@ -1,13 +1,10 @@
-#include "utility_manager/platform/process.h"
-
 #include <algorithm>
 #include <chrono>
-
-#include <unistd.h>
 
 #include "utility_manager/platform/child_process.h"
 #include "utility_manager/platform/failures.h"
 #include "utility_manager/platform/proc_table.h"
+#include "utility_manager/platform/process.h"
 #include "utility_manager/platform/process_reference.h"
 #include "utility_manager/platform/system.h"
 
@@ -135,9 +132,13 @@ const ProcessTable& bare_processes() {
 }
 
 bool is_client_or_ancestor(std::int64_t pid) {
-  if (pid == 1) return true;
-  for (std::int64_t process = ::getpid(); process > 1; process = parent_of(process)) {
-    if (process == pid) return true;
+  if (pid == 1 || pid == own_process_id()) return true;
+  for (auto process = row_of(own_process_id()); process && process->parent > 1;) {
+    const auto parent = row_of(process->parent);
+    // Windows gives the id of a parent that has gone to another process.
+    if (parent && parent->start_ticks > process->start_ticks) return false;
+    if (process->parent == pid) return true;
+    process = parent;
   }
   return false;
 }

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <unordered_map>
 
-#include <unistd.h>
-
 #include "utility_manager/platform/child_process.h"
 #include "utility_manager/platform/deadline.h"
 #include "utility_manager/platform/failures.h"
@@ -70,7 +68,7 @@ void collect(const Process& process) {
 }  // namespace
 
 ProcessStamp own_stamp() {
-  const auto pid = ::getpid();
+  const auto pid = own_process_id();
   return {.pid = pid, .start_ticks = static_cast<std::int64_t>(start_ticks(pid).value_or(0))};
 }
 

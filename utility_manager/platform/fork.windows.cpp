@@ -1,0 +1,13 @@
+#include "utility_manager/platform/fork.h"
+
+namespace utility_manager::platform {
+
+bool is_forked_child() {
+  return false;
+}
+
+int fork_depth() {
+  return 0;
+}
+
+}  // namespace utility_manager::platform

@@ -131,7 +131,7 @@ def test_small_stacks_carry_every_operation(run_client):
             ("collect_utility_stderr_snippet", server_id, 60.0, 10**6),
             *[(view,) for view in dir(manager) if view.startswith(("get_n", "get_utilities_without",
                 "list_", "refresh_", "_get_all", "_get_av", "_get_user_p", "_collect", "_load_p"))],
-            ("get_create_exp_utilities", "g"), ("_find_running_utility", "own"),
+            ("get_create_exp_utilities", "g"), ("get_utilities_with_group_name", "g"), ("_find_running_utility", "own"),
             ("_get_utility_info", "none"), ("_get_utility_script_path", "own"),
             ("_get_plugin_path_from_includes", "p"), ("_load_icon_as_base64", icon, {}),
             ("_add_icon_to_utility_info", record), ("_check_utility_permission", record, {}, "g"),
@@ -147,5 +147,8 @@ def test_small_stacks_carry_every_operation(run_client):
         assert small(manager.stop_utility_server, server_id) is True
         assert small(info["process"].stderr.read) == small(info["process"].stdout.read) == b""
         small(adopting.cleanup_all_servers)
+        small(manager.cleanup_all_servers)
+        small(manager.monitor_thread.join, float("inf"))
+        assert not manager.monitor_thread.is_alive()
         """
     )

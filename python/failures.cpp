@@ -1,6 +1,5 @@
 #include "python/failures.h"
 
-#include <cstring>
 #include <new>
 #include <stdexcept>
 #include <utility>
@@ -44,16 +43,6 @@ void set_again(const std::shared_ptr<void>& origin) {
   auto* const exception = static_cast<PyObject*>(origin.get());
   PyErr_Restore(Py_NewRef(reinterpret_cast<PyObject*>(Py_TYPE(exception))), Py_NewRef(exception),
                 PyException_GetTraceback(exception));
-}
-
-/// The class that Python has for this error number, with number, text and path.
-void set_system_error(const platform::SystemError& failure) {
-  const Ref text = decoded(std::strerror(failure.code()));
-  const Ref path = failure.path().empty() ? Ref::borrow(Py_None) : decoded(failure.path());
-  const Ref exception = Ref::steal(
-      PyObject_CallFunction(PyExc_OSError, "iOO", failure.code(), text.get(), path.get()));
-  if (exception)
-    PyErr_SetObject(reinterpret_cast<PyObject*>(Py_TYPE(exception.get())), exception.get());
 }
 
 }  // namespace

@@ -6,6 +6,10 @@
 #include "python/ref.h"
 #include "utility_manager/host/failures.h"
 
+namespace utility_manager::platform {
+class SystemError;
+}
+
 /// Failures at the border. What Python raised crosses the core as `host::HostFailure` or, where it
 /// is no `Exception`, as `host::HostInterrupt`, and comes out again as the same object. All of it
 /// needs the interpreter lock.
@@ -25,6 +29,9 @@ int checked(int result);
 
 /// True when the exception that is set is of `type`; it is cleared then.
 bool caught(PyObject* type);
+
+/// Sets the `OSError` that Python itself would raise for this number, with its path.
+void set_system_error(const platform::SystemError& failure);
 
 /// Sets the Python exception for the failure that is being handled.
 void set_raised();

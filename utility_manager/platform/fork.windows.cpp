@@ -10,4 +10,6 @@ int fork_depth() {
   return 0;
 }
 
+void around_forks(void (*)(), void (*)(), void (*)()) {}
+
 }  // namespace utility_manager::platform

@@ -25,9 +25,14 @@ namespace {
 const std::string server_id =
     "6f0c2a52-53f4-4c52-9d9c-" + std::to_string(100'000'000'000 + platform::own_stamp().pid);
 
+/// Waited for until it runs: just after a spawn the system knows no command line yet.
 std::shared_ptr<platform::ProcessHandle> sleeper(const std::string& id) {
-  return platform::spawn_child(
-      {"/usr/bin/python3", "-c", "import time\ntime.sleep(60)", "--server-id", id});
+  auto child = platform::spawn_child({"/usr/bin/python3", "-c",
+                                      "import time\nprint('runs', flush=True)\ntime.sleep(60)",
+                                      "--server-id", id});
+  char bytes[10];
+  EXPECT_GT(child->output_stream()->read_some(bytes), 0u);
+  return child;
 }
 
 }  // namespace

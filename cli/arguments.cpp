@@ -29,12 +29,17 @@ const std::map<std::string_view, Command> commands = {
     {"adopt", {false, {&Arguments::dry_run}}},
     {"clean", {false, {&Arguments::yes, &Arguments::force, &Arguments::dry_run}}}};
 
+std::string directory_from(const std::string& word) {
+  if (word.empty()) throw UsageError("--config needs a directory");
+  return word;
+}
+
 void check_command(const Arguments& arguments, std::size_t words) {
   if (arguments.command.empty()) throw UsageError("a command is missing");
   const auto command = commands.find(arguments.command);
   if (command == commands.end()) throw UsageError("no command '" + arguments.command + "'");
   const auto& [takes_id, allowed] = command->second;
-  if (takes_id && words < 2) throw UsageError("'" + arguments.command + "' needs an ID");
+  if (takes_id && arguments.id.empty()) throw UsageError("'" + arguments.command + "' needs an ID");
   if (words > (takes_id ? 2U : 1U)) throw UsageError("too many words");
   for (const Flag flag : {&Arguments::yes, &Arguments::force, &Arguments::dry_run}) {
     if (arguments.*flag && std::ranges::find(allowed, flag) == allowed.end()) {
@@ -53,10 +58,9 @@ Arguments parse(const std::vector<std::string>& words) {
   std::vector<std::string> plain;
   for (auto word = words.begin(); word != words.end(); ++word) {
     if (*word == "-C" || *word == "--config") {
-      if (++word == words.end()) throw UsageError("--config needs a directory");
-      arguments.directory = *word;
+      arguments.directory = directory_from(++word == words.end() ? "" : *word);
     } else if (word->starts_with("--config=")) {
-      arguments.directory = word->substr(9);
+      arguments.directory = directory_from(word->substr(9));
     } else if (const auto flag = flags.find(*word); flag != flags.end()) {
       arguments.*flag->second = true;
     } else if (word->starts_with("-")) {
@@ -85,7 +89,7 @@ commands:
   list             each instance on record, and whether it runs
   why ID           what its file says, what the process says, and whether they fit
   stop ID          end an instance with all its processes, and remove its file
-  adopt --dry-run  what a client that starts now would adopt, drop and leave alone
+  adopt --dry-run  what a client that starts now would adopt, end, drop and leave alone
   clean            show the files of what has gone, and remove them
 
 An ID may be shortened to its first characters.

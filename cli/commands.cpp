@@ -25,8 +25,9 @@ std::vector<Finding> findings_of(const Arguments& arguments) {
   try {
     return look_at(state_directory(arguments));
   } catch (const platform::SystemError& failure) {
-    throw std::runtime_error("no configuration directory of a client: " +
-                             std::string(failure.what()));
+    throw std::runtime_error(
+        "'" + arguments.directory +
+        "' can't be read as a client's configuration directory: " + failure.what());
   }
 }
 
@@ -114,7 +115,7 @@ int clean(const Arguments& arguments, const Terminal& terminal) {
     refuse_beside_client(arguments);
     const bool agreed = arguments.yes || terminal.confirms("Remove these files? [y/N] ");
     if (agreed) removed = remove_stale(arguments, stale);
-    if (!arguments.json) std::cout << removal(removed.size(), agreed);
+    if (!arguments.json) std::cout << removal(removed.size(), agreed || terminal.can_ask());
   }
   if (arguments.json) std::cout << json_text(cleaning_json(stale, removed));
   return 0;

@@ -97,6 +97,7 @@ std::vector<Finding> look_at(const std::string& state_directory) {
     if (!std::string_view(name).ends_with(state_file_suffix)) continue;
     const auto content = directory.read(name, limits::state_file_bytes);
     findings.push_back(examine(name, content ? read_state_file(content->bytes) : std::nullopt));
+    findings.back().is_read = content.has_value();
   }
   for (auto& finding : look_at_start_records(state_directory)) {
     const auto is_same = [&](const Finding& other) {

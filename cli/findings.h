@@ -26,6 +26,7 @@ const char* word_for(State state);
 /// What was found out about one state file or start record. Nothing was changed by it.
 struct Finding {
   std::string file_name;
+  bool is_read = true;  ///< false where the system refused
   bool is_start_record = false;
   bool is_persistent = true;
   State state = State::unreadable;

@@ -1,5 +1,6 @@
 #include <exception>
 #include <iostream>
+#include <stdexcept>
 
 #include "cli/commands.h"
 #include "cli/console.h"
@@ -29,7 +30,9 @@ int run(const std::vector<std::string>& words) {
 int main(int count, char** words) {
   namespace cli = utility_manager::cli;
   try {
-    return cli::run(cli::words_of_command_line(count, words));
+    const int status = cli::run(cli::words_of_command_line(count, words));
+    if (std::cout.flush()) return status;
+    throw std::runtime_error("the standard output can't be written");
   } catch (const cli::UsageError& failure) {
     std::cerr << "utility-manager: " << failure.what() << "; see --help\n";
     return 2;

@@ -101,7 +101,7 @@ std::string verdict(const Finding& finding) {
     case State::incomplete:
       return "The file lacks its ID, process or port.";
     case State::unreadable:
-      return "The file can't be read or understood.";
+      return finding.is_read ? "The file can't be understood." : "The file can't be read.";
   }
   return "";
 }
@@ -109,8 +109,9 @@ std::string verdict(const Finding& finding) {
 }  // namespace
 
 std::string name_of(const Finding& finding) {
-  return text_or_dash(finding.record.utility_name) + " " +
-         printable(finding.record.server_id.substr(0, 8));
+  const auto& name = finding.record.utility_name;
+  const auto id = printable(finding.record.server_id.substr(0, 8));
+  return name && !name->empty() ? printable(*name) + " " + id : id;
 }
 
 std::string table_of(const std::vector<Finding>& findings, const Terminal& terminal) {
@@ -192,8 +193,8 @@ values::Value outcome_json(const Finding& finding, const std::string& outcome) {
   return members;
 }
 
-std::string removal(std::size_t count, bool agreed) {
-  if (!agreed) return "Nothing was removed; --yes removes them.\n";
+std::string removal(std::size_t count, bool is_settled) {
+  if (!is_settled) return "Nothing was removed; --yes removes them.\n";
   return "Removed: " + std::to_string(count) + "\n";
 }
 

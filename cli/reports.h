@@ -26,7 +26,8 @@ values::Value adoption_json(const std::vector<Finding>& findings);
 
 values::Value outcome_json(const Finding& finding, const std::string& outcome);
 
-std::string removal(std::size_t count, bool agreed);
+/// What is said of `count` removed files; `is_settled` unless nobody was there to agree.
+std::string removal(std::size_t count, bool is_settled);
 values::Value cleaning_json(const std::vector<Finding>& stale, const std::vector<Finding>& removed);
 
 /// One line.

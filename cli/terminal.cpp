@@ -65,6 +65,7 @@ std::string Terminal::table(const std::vector<std::string>& heading,
     }
     return text;
   }
+  if (rows.empty()) return "Nothing is on record.\n";
   Row head;
   for (const auto& title : heading) head.push_back({title, Colour::bold});
   const auto widths = widths_of(head, rows);
@@ -86,8 +87,12 @@ std::string Terminal::in(Colour colour, std::string_view text) const {
   return code_of(colour) + std::string(text) + "\33[0m";
 }
 
+bool Terminal::can_ask() const {
+  return is_interactive_ && is_input_interactive();
+}
+
 bool Terminal::confirms(std::string_view question) const {
-  if (!is_interactive_ || !is_input_interactive()) return false;
+  if (!can_ask()) return false;
   std::cout << question << std::flush;
   std::string answer;
   std::getline(std::cin, answer);

@@ -20,7 +20,8 @@ class Terminal {
  public:
   Terminal();
 
-  bool is_interactive() const { return is_interactive_; }
+  /// True when a person sees questions and can answer them.
+  bool can_ask() const;
 
   /// The rows as columns below `heading`; to a program one line per row, without the heading.
   std::string table(const std::vector<std::string>& heading, const std::vector<Row>& rows) const;

@@ -112,18 +112,19 @@ def test_lines_are_plain_in_a_pipe_and_a_table_in_a_terminal(directory):
         ["gone", "实验?[2J", "-", "gone", str(2**30), "8890"],
         [server_id, "logbook", "-", "running", str(pid), "8890"],
     ]
-    table = in_terminal(directory, TERM="xterm")
+    table = in_terminal(directory, "list", TERM="xterm")
     assert "\x1b[32mrunning\x1b[0m" in table and "\x1b[2J" not in table
-    head, *rows = in_terminal(directory, TERM="xterm", NO_COLOR="1").splitlines()
+    head, *rows = in_terminal(directory, "list", TERM="xterm", NO_COLOR="1").splitlines()
     assert head.split() == "ID UTILITY GROUP STATE PID PORT SINCE".split()
     assert rows[1].index("logbook") == head.index("UTILITY")
 
 
-def in_terminal(directory: Directory, **environment: str) -> str:
+def in_terminal(directory: Directory, word: str, typed: str = "", **environment: str) -> str:
     reader, writer = pty.openpty()
-    command = [PROGRAM, "--config", directory.path, "list"]
+    os.write(reader, typed.encode())
+    command = [PROGRAM, "--config", directory.path, word]
     plain = {name: value for name, value in os.environ.items() if name != "NO_COLOR"}
-    child = subprocess.Popen(command, stdout=writer, env=plain | environment)
+    child = subprocess.Popen(command, stdin=writer, stdout=writer, env=plain | environment)
     os.close(writer)
     text = b""
     try:
@@ -138,6 +139,7 @@ def in_terminal(directory: Directory, **environment: str) -> str:
 
 def test_why_compares_the_file_with_the_process(directory):
     server_id, pid = directory.utility()
+    (directory.states / "broken.json").write_text("{")
     told = directory.run("why", server_id[:6])
     assert f"process     {pid}" in told and "--server-id" in told and "They fit" in told
     directory.record("foreign", pid=directory.spawn("-c", "input()").pid, create_time=1000)
@@ -146,7 +148,12 @@ def test_why_compares_the_file_with_the_process(directory):
     directory.record("itself", pid=os.getpid())
     assert "no utility can be this process" in directory.run("why", "itself", code=1)
     assert "no instance 'x'" in directory.run("why", "x", code=1)
-    assert "more than one" in directory.run("why", "", code=1)
+    directory.record("foreigner", pid=2**30)
+    assert "more than one" in directory.run("why", "for", code=1)
+    assert "can't be understood" in directory.run("why", "broken", code=1)
+    (directory.states / "broken.json").unlink()
+    (directory.states / "broken.json").mkdir()
+    assert "can't be read" in directory.run("why", "broken", code=1)
 
 
 def test_stop_ends_the_process_and_removes_its_file(directory, all_kinds):
@@ -197,6 +204,16 @@ def test_clean_shows_first_and_keeps_what_may_live(directory, all_kinds):
     assert directory.run("clean") == "Nothing to clean.\n"
 
 
+def test_clean_asks_at_a_terminal(directory):
+    directory.record("stale", pid=2**30)
+    told = in_terminal(directory, "clean", "\n")
+    assert "[y/N]" in told and "Removed: 0\n" in told
+    assert directory.files() == {"stale"}
+    assert "Removed: 1\n" in in_terminal(directory, "clean", "y\n")
+    assert "Nothing is on record" in in_terminal(directory, "list")
+    assert directory.run("list") == ""
+
+
 def test_nothing_is_changed_beside_a_client(directory, tmp_path):
     server_id, _ = directory.utility()
     places = {"PYTHONPATH": f"{BUILD / 'python'}:{PYTHON_TESTS}", "FAKE_CLIENT_DATA": str(tmp_path)}
@@ -221,9 +238,12 @@ def test_nothing_is_changed_beside_a_client(directory, tmp_path):
 @pytest.mark.parametrize(
     ("words", "told"),
     [
+        (["--config", ""], "needs a directory"),
+        (["--config=", "list"], "needs a directory"),
         ([], "a command is missing"),
         (["lists"], "no command 'lists'"),
         (["stop"], "needs an ID"),
+        (["stop", ""], "needs an ID"),
         (["list", "x"], "too many words"),
         (["list", "--yes"], "no such option"),
         (["--yess"], "no option '--yess'"),
@@ -239,4 +259,13 @@ def test_help_and_place(directory, tmp_path):
     assert directory.run("--help").startswith("usage: utility-manager")
     place = {"UTILITY_MANAGER_CONFIG": str(directory.path)}
     assert subprocess.run([PROGRAM, "list"], env=place).returncode == 0
-    assert "no configuration directory" in directory.run("-C", str(tmp_path / "no"), "list", code=1)
+    assert "configuration directory" in directory.run("-C", str(tmp_path / "no"), "list", code=1)
+
+
+@pytest.mark.parametrize("words", (["list"], ["--help"]))
+def test_what_nobody_can_read_is_not_done(directory, words):
+    directory.utility()
+    with open("/dev/full", "w") as full:
+        command = [PROGRAM, "--config", directory.path, *words]
+        done = subprocess.run(command, stdout=full, stderr=subprocess.PIPE, text=True)
+    assert done.returncode == 1 and "standard output" in done.stderr

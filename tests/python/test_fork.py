@@ -1,7 +1,8 @@
 """A forked child of the client: it has none of the client's threads and none of its children."""
 
 HEAD = """
-import multiprocessing, traceback
+import multiprocessing, traceback, warnings
+warnings.filterwarnings("ignore", ".* is multi-threaded", DeprecationWarning)  # since Python 3.12
 plugins.append(Plugin("p", [utility("demo"), utility("kept", persistent=True)]))
 import utility_manager as module
 from utility_manager import utility_manager as manager

@@ -1,7 +1,6 @@
 """One Studio for all tests that don't end it, with its probes running, and one browser."""
 
 import pytest
-from browser import Browser
 from studio_process import Studio
 
 
@@ -16,6 +15,8 @@ def studio(tmp_path_factory):
 
 @pytest.fixture(scope="session")
 def browser(tmp_path_factory):
+    from browser import Browser  # not everywhere is there one
+
     browser = Browser(tmp_path_factory.mktemp("profile"))
     yield browser
     browser.driver.quit()

@@ -304,23 +304,6 @@ def test_each_utility_gets_its_own_cookies(tmp_path):
     assert Cookies(file).own(prefix, [(b"cookie", b"session=1")]) == b""
 
 
-ASK = "return fetch('x').then(a => a.text()).then(t => (t.match(/cookie: (.*)/) ?? [])[1])"
-
-
-def test_cookies_that_scripts_set_arrive(studio, browser):
-    driver, run = browser.driver, browser.run
-    driver.get(f"{studio.forward_url}/utility/nothing/")
-    driver.add_cookie({"name": "foreign", "value": "1", "path": "/"})
-    driver.get(f"{studio.forward_url}/utility/raw/")
-    assert run(ASK) is None
-    run("document.cookie = 'bound=1'")
-    assert run(ASK).strip() == "bound=1"
-    run("document.cookie = 'wide=1; path=/'")
-    assert run(ASK).strip() == "bound=1; wide=1"
-    driver.get(f"{studio.forward_url}/utility/quick_3/")
-    driver.delete_all_cookies()
-
-
 ALLOWED = "frame-ancestors 'self' http://s"
 
 

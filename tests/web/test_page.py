@@ -249,3 +249,20 @@ def faults(page):
     script = "axe.run(document, {iframes: false}).then(arguments[arguments.length - 1])"
     found = page.driver.execute_async_script(script)["violations"]
     return [(each["id"], [node["html"] for node in each["nodes"]][:3]) for each in found]
+
+
+ASK = "return fetch('x').then(a => a.text()).then(t => (t.match(/cookie: (.*)/) ?? [])[1])"
+
+
+def test_cookies_that_scripts_set_arrive(studio, browser):
+    driver, run = browser.driver, browser.run
+    driver.get(f"{studio.forward_url}/utility/nothing/")
+    driver.add_cookie({"name": "foreign", "value": "1", "path": "/"})
+    driver.get(f"{studio.forward_url}/utility/raw/")
+    assert run(ASK) is None
+    run("document.cookie = 'bound=1'")
+    assert run(ASK).strip() == "bound=1"
+    run("document.cookie = 'wide=1; path=/'")
+    assert run(ASK).strip() == "bound=1; wide=1"
+    driver.get(f"{studio.forward_url}/utility/quick_3/")
+    driver.delete_all_cookies()

@@ -2,10 +2,10 @@
 
 import asyncio
 import time
-from typing import Any
+from typing import Any, Protocol
 
 from velmora_studio.answers import Headers
-from velmora_studio.forward_roles import Handler, Server, Tunnel
+from velmora_studio.forward_roles import Handler, Tunnel
 from velmora_studio.http_answer import head_of, phrase
 from velmora_studio.http_body import Body, body_of
 from velmora_studio.http_fields import BadMessage
@@ -16,6 +16,13 @@ from velmora_studio.paced_reading import LARGE, PacedReading
 LONGEST_WAITING = 65536  # bytes that wait for their turn
 LINGER_SECONDS = 2.0  # to send the rest of a request that is answered already
 CONTINUE = b"HTTP/1.1 100 Continue\r\n\r\n"
+
+
+class Server(Protocol):
+    connections: set["BrowserConnection"]
+
+    def handle(self, connection: "BrowserConnection", request: Request) -> None:
+        """Answers the request, or gives the connection a handler that will."""
 
 
 class BrowserConnection(asyncio.Protocol):

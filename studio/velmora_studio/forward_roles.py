@@ -1,14 +1,6 @@
 """What stands behind a browser's connection: who answers its requests."""
 
-from __future__ import annotations
-
-from typing import TYPE_CHECKING, Protocol
-
-from velmora_studio.http_request import Request
-
-if TYPE_CHECKING:
-    from velmora_studio.forward_connection import BrowserConnection
-
+from typing import Protocol
 
 
 class Handler(Protocol):
@@ -29,10 +21,3 @@ class Tunnel(Handler, Protocol):
 
     def end(self) -> None:
         """Tells both sides, and ends them."""
-
-
-class Server(Protocol):
-    connections: set[BrowserConnection]
-
-    def handle(self, connection: BrowserConnection, request: Request) -> None:
-        """Answers the request, or gives the connection a handler that will."""

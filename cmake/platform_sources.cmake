@@ -1,5 +1,12 @@
 # A source named x.<system>.cpp belongs to that system, any other source to all of them.
-if(WIN32)
+set(PLATFORM "" CACHE STRING
+    "Whose sources to build: empty for this system's, portable for what any POSIX system can")
+set_property(CACHE PLATFORM PROPERTY STRINGS "" portable)
+if(PLATFORM STREQUAL "portable")
+  set(platform_suffixes posix other)
+elseif(NOT PLATFORM STREQUAL "")
+  message(FATAL_ERROR "PLATFORM is empty or portable, not ${PLATFORM}")
+elseif(WIN32)
   set(platform_suffixes windows)
 elseif(CMAKE_SYSTEM_NAME STREQUAL "Linux")
   set(platform_suffixes posix linux)

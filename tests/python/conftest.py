@@ -16,6 +16,17 @@ import pytest
 HERE = Path(__file__).resolve().parent
 BUILD = Path(os.environ.get("UTILITY_MANAGER_BUILD", HERE.parents[1] / "build/dev/python"))
 VARIANT = BUILD.name.partition("-")[2] or "native"
+PORTABLE = BUILD.parent.name == "portable"
+# What is left out there, where only the library can look at processes: docs/promises.md.
+UNSEEN = {
+    "test_killed_client_loses_no_child": "nobody reads command lines",
+    "test_a_client_that_runs_meets_what_the_gone_have_started": "nobody reads command lines",
+}
+UNKNOWN = {  # without the library, too
+    "test_strangers_are_neither_adopted_nor_signalled": "a process is its id",
+    "test_a_utility_that_the_client_runs_in_keeps_its_files": "the client's own line can't be read",
+    "test_child_adopted_after_an_exec_is_collected": "a process is its id, ended or not",
+}
 HEADER = """
 import json, os, signal, subprocess, sys, threading, time
 os.environ.pop("LD_PRELOAD", None)  # for this client alone
@@ -25,6 +36,13 @@ from fake_client import Plugin, daemon, fails_with, plugins, services, utility
 """
 
 Run = Callable[..., str]
+
+
+def pytest_collection_modifyitems(items: list[pytest.Function]) -> None:
+    left_out = UNSEEN | (UNKNOWN if VARIANT != "psutil" else {}) if PORTABLE else {}
+    for item in items:
+        if item.originalname in left_out:
+            item.add_marker(pytest.mark.skip(reason=left_out[item.originalname]))
 
 
 def command(script: str, *arguments: object) -> list[str]:

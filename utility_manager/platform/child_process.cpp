@@ -126,7 +126,8 @@ void ChildProcess::send(Signal signal) {
 }
 
 bool ChildProcess::id_has_new_owner() const {
-  return returncode() && !reference_.exists() && process_exists(reference_.pid());
+  const bool is_another = !reference_.is_exact() || !reference_.exists();
+  return returncode() && is_another && process_exists(reference_.pid());
 }
 
 }  // namespace

@@ -17,6 +17,10 @@ struct ProcessRow {
   bool has_ended = false;          ///< and waits to be collected
 };
 
+/// False on a system that shows none, or none that we know to read. Then nothing is known of any
+/// process but the client's own parent, and there are no rows.
+bool has_process_table();
+
 /// All processes that can be seen, ended but uncollected ones included. Fails with `SystemError`
 /// when the table can't be had.
 std::vector<ProcessRow> process_rows();

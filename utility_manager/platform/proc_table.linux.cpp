@@ -100,6 +100,10 @@ std::vector<std::string> read_command_line(int process_directory) {
 
 }  // namespace
 
+bool has_process_table() {
+  return true;
+}
+
 std::vector<ProcessRow> process_rows() {
   const std::unique_ptr<DIR, CloseDirectory> table(::opendir("/proc"));
   if (!table) throw SystemError(errno, "/proc");

@@ -63,6 +63,10 @@ std::vector<std::string> command_line_of(const Handle& process) {
 
 }  // namespace
 
+bool has_process_table() {
+  return true;
+}
+
 std::vector<ProcessRow> process_rows() {
   const Handle table = owned(::CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
   if (!table) throw SystemError(last_error());

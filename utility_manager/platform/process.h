@@ -74,7 +74,8 @@ class ProcessTable {
   virtual Processes wait(const Processes& targets, double seconds) const = 0;
 };
 
-/// The table of a system with process inspection. Never destroyed.
+/// The table of a system with process inspection; `bare_processes` where we know of none. Never
+/// destroyed.
 const ProcessTable& native_processes();
 
 /// The table without process inspection: a process exists if it can be signalled, and nobody knows

@@ -56,7 +56,8 @@ class ProcessReference {
   ChildStatus collect() const;
 
   /// Waits until the process has ended, collected or not; false when the deadline has passed first.
-  /// Without a handle it can't wait and gives false at once.
+  /// Without a handle it can't wait and gives false at once; on a system that has none it looks
+  /// again after 1 ms, then 2, up to every 16.
   bool wait_for_end(const Deadline& deadline) const;
 
  private:

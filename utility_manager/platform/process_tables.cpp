@@ -122,6 +122,7 @@ class BareProcesses : public ProcessTable {
 }  // namespace
 
 const ProcessTable& native_processes() {
+  if (!has_process_table()) return bare_processes();
   static const NativeProcesses* const table = new NativeProcesses;  // outlives every thread
   return *table;
 }

@@ -13,6 +13,8 @@
 #include "utility_manager/platform/pipe.h"
 #include "utility_manager/platform/unshared.posix.h"
 
+extern "C" char** environ;  // POSIX leaves it to the program to declare it
+
 namespace utility_manager::platform {
 namespace {
 

@@ -4,10 +4,9 @@
 #include <fstream>
 #include <utility>
 
-#include <stdlib.h>
-
 #include "utility_manager/failures.h"
 #include "utility_manager/host/failures.h"
+#include "utility_manager/platform/system.h"
 
 namespace utility_manager::fakes {
 namespace {
@@ -66,9 +65,9 @@ class Walk : public host::PluginWalk {
 }  // namespace
 
 TemporaryDirectory::TemporaryDirectory() {
-  auto name = (std::filesystem::temp_directory_path() / "utility_manager.XXXXXX").string();
-  if (!mkdtemp(name.data())) throw std::runtime_error("no temporary directory");
-  directory_ = name;
+  const auto name = "utility_manager." + platform::System().random_uuid();
+  directory_ = std::filesystem::temp_directory_path() / name;
+  std::filesystem::create_directory(directory_);
 }
 
 TemporaryDirectory::~TemporaryDirectory() {
@@ -77,7 +76,7 @@ TemporaryDirectory::~TemporaryDirectory() {
 }
 
 std::string TemporaryDirectory::path(const std::string& name) const {
-  return name.empty() ? directory_.string() : (directory_ / name).string();
+  return (name.empty() ? directory_ : directory_ / name).string();
 }
 
 std::string TemporaryDirectory::write(const std::string& name, const std::string& bytes) const {

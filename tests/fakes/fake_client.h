@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/children/start_child.h"
 #include "utility_manager/host/services.h"
 #include "utility_manager/platform/process.h"
 #include "utility_manager/values/value.h"
@@ -28,6 +29,7 @@ class TemporaryDirectory {
   ~TemporaryDirectory();
 
   std::string path(const std::string& name = {}) const;
+  std::string operator/(const std::string& name) const { return path(name); }
 
   /// Writes a file, making its parents; gives its path.
   std::string write(const std::string& name, const std::string& bytes) const;
@@ -63,8 +65,8 @@ class FakeClient : public host::Local,
   Value gui_addr = {{"server_addr", "127.0.0.1"}, {"port", 7000}};
   Value org_list = {{"is_system_admin", true}, {"organizations", values::List()}};
   std::map<std::string, Value> group_details;
-  std::optional<std::string> base_interpreter = "/usr/bin/python3";
-  std::string interpreter = "/usr/bin/python3";
+  std::optional<std::string> base_interpreter = child_program();
+  std::string interpreter = child_program();
 
   /// Called with the name of a service before it answers; may throw.
   std::function<void(const std::string& service)> before;

@@ -1,5 +1,3 @@
-#include <sys/wait.h>
-
 #include "tests/utility_manager/manager_fixture.h"
 #include "utility_manager/command_line.h"
 #include "utility_manager/platform/failures.h"
@@ -27,7 +25,7 @@ class Launch : public ManagerTest {
 
   /// Runs a script as a utility; gives the message of the failure.
   std::string run(const std::string& name, const std::string& script) {
-    return launch({"/usr/bin/python3", "-s", "-u", client.directory.write(name + ".py", script)});
+    return launch({child_program(), "-s", "-u", client.directory.write(name + ".py", script)});
   }
 
   std::string launch(const Args& args) {
@@ -54,8 +52,8 @@ TEST_F(Launch, CommandLines) {
       {"lab", false, {{"group_name", "old"}}, {}, R"({"group_name": "old"})"},
   };
   for (const auto& [group, require_group, config, group_option, config_text] : cases) {
-    Args expected = {"/usr/bin/python3", "-s",    "-u",     "main.py", "--server-id", "id",
-                     "--utility-name",   "notes", "--port", "8890"};
+    Args expected = {child_program(),  "-s",    "-u",     "main.py", "--server-id", "id",
+                     "--utility-name", "notes", "--port", "8890"};
     expected.insert(expected.end(), group_option.begin(), group_option.end());
     expected.insert(expected.end(), {"--config", config_text});
     const Value before = config;
@@ -107,26 +105,22 @@ TEST_F(Launch, TheInterpreterIsTheClientsOwn) {
 }
 
 TEST_F(Launch, AnEarlyDeathIsToldInOneMessage) {
-  const std::string write = "import os, sys\nos.write(2, ";
   const struct {
     std::string script;
     std::string message;
   } cases[] = {
-      {"import sys\nsys.exit(3)", "\nProcess exited with code 3"},
-      {"print('only on standard output')", "\nProcess exited with code 0"},
-      {"import os\nos.kill(os.getpid(), 9)", "\nProcess exited with code -9"},
-      {write + "b'1\\n2\\n\\n 3\\n4\\n\\xff\\n5\\n6\\n')", "\n3\n4\n5\n6"},
-      {write + "b'ImportError: a\\xff\\nend of it\\n')", " ImportError: a"},
-      {"import not_there_at_all", " ModuleNotFoundError: No module named 'not_there_at_all'"},
-      // The reason comes from a descendant, after the death.
-      {"import os\nr, w = os.pipe()\nif os.fork(): os._exit(1)\n"
-       "os.close(w)\nos.read(r, 1)\nos.write(2, b'ValueError: late\\n')",
-       " ValueError: late"},
+      {"exit 3", "\nProcess exited with code 3"},
+      {"out only on standard output", "\nProcess exited with code 0"},
+      {"kill", "\nProcess exited with code " + std::to_string(code_of(platform::Signal::kill))},
+      {"err 1\nerr 2\nerr\nerr  3\nerr 4\nerr \xff\nerr 5\nerr 6", "\n3\n4\n5\n6"},
+      {"err ImportError: a\xff\nerr end of it", " ImportError: a"},
+      {"err ModuleNotFoundError: No module named 'x'", " ModuleNotFoundError: No module named 'x'"},
+      {"bequeath ValueError: late\nexit 1", " ValueError: late"},
   };
   for (const auto& [script, message] : cases) {
     EXPECT_EQ(run("dying", script), "Failed to start utility server: Utility 启动失败:" + message);
   }
-  EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);  // no child is left
+  EXPECT_TRUE(has_no_children());
 }
 
 TEST_F(Launch, AFailedSpawnKeepsTheSystemsText) {
@@ -157,16 +151,15 @@ TEST_F(Launch, AChildWhoseOutputCantBeRelayedIsEnded) {
 }
 
 TEST_F(Launch, ASurvivorIsGivenWithItsLines) {
-  const auto script = client.directory.write(
-      "staying.py", "import os, signal\nos.write(2, b'1\\n2\\n')\nsignal.pause()");
+  const auto script = client.directory.write("staying.py", "err 1\nerr 2\nwait");
   for (const bool windows : {false, true}) {
     system.windows = windows;
-    const auto [process, buffer] = manager->_start_process({"/usr/bin/python3", script}, 8890);
+    const auto [process, buffer] = manager->_start_process({child_program(), script}, 8890);
     buffer->wait_for_lines(60, 0);
     EXPECT_EQ(buffer->lines(), Args({"1", "2"}));
     EXPECT_EQ(process->poll(), std::nullopt);
     process->terminate();
-    EXPECT_EQ(process->wait(60), -15);
+    EXPECT_EQ(process->wait(60), code_of(platform::Signal::terminate));
     buffer->wait_for_lines(60, 60);
     EXPECT_TRUE(process->error_stream()->closed());
   }

@@ -44,7 +44,7 @@ class ManagerTest : public testing::Test {
   /// A utility that runs `script`, by default for ever. A name that begins with "dying" says that
   /// it ends by itself.
   Value utility(const std::string& name, Value more = Mapping(),
-                const std::string& script = "import signal\nsignal.pause()") {
+                const std::string& script = "wait") {
     Value registration = {
         {"utility_name", name},
         {"script_path", client.directory.write("scripts/" + name + ".py", script)}};

@@ -1,11 +1,11 @@
 #include "utility_manager/output_relay.h"
 
+#include <optional>
 #include <thread>
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
+#include "tests/children/start_child.h"
 #include "tests/fakes/pipe_stream.h"
 #include "utility_manager/limits.h"
 #include "utility_manager/stderr_buffer.h"
@@ -86,11 +86,7 @@ TEST(OutputRelay, GoesOnWhenTheOutputTookNothingForAWhile) {
   auto broken = platform::make_pipe();
   auto sound = platform::make_pipe();
   broken.read_end.close();
-  const platform::Handle original(::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3));
-  const auto show = [](const platform::Handle& output) {
-    ::dup2(static_cast<int>(output.value()), STDOUT_FILENO);
-  };
-  show(broken.write_end);
+  std::optional<StandardStream> output(std::in_place, 1, broken.write_end);
   fakes::PipeStream source;
   const auto buffer = std::make_shared<StderrBuffer>();
   start_relay(source.stream(), "UTILITY-STDERR", buffer);
@@ -98,14 +94,14 @@ TEST(OutputRelay, GoesOnWhenTheOutputTookNothingForAWhile) {
   for (int i = 0; i < 100'000; ++i) bytes += "a line\n";
   source.write(bytes);
   while (buffer->size() < 100'000) std::this_thread::yield();
-  show(sound.write_end);
+  output->change(sound.write_end);
   source.write("heard\n");
   source.end();
   buffer->wait_for_lines(patience, patience);
-  show(original);
+  output.reset();
   sound.write_end.close();
-  platform::Stream output(std::move(sound.read_end));
-  EXPECT_EQ(output.read_rest(1000, patience), "[UTILITY-STDERR] heard\n");
+  platform::Stream seen(std::move(sound.read_end));
+  EXPECT_EQ(seen.read_rest(1000, patience), "[UTILITY-STDERR] heard\n");
   EXPECT_EQ(buffer->size(), 100'001u);
   EXPECT_EQ(buffer->lines(99'999), Lines({"a line", "heard"}));
 }

@@ -1,8 +1,4 @@
-#include <arpa/inet.h>
-#include <sys/socket.h>
-
 #include "tests/utility_manager/manager_fixture.h"
-#include "utility_manager/platform/handle.h"
 
 using namespace utility_manager;
 
@@ -47,21 +43,4 @@ TEST_F(Ports, NoneIsLeft) {
   manager->_load_persisted_states();
   EXPECT_EQ(available(), std::nullopt);
   EXPECT_EQ(system.asked_ports, Numbers());
-}
-
-TEST(PortTest, ABoundPortIsTakenWhateverItsHolderAllows) {
-  const int number = ::socket(AF_INET, SOCK_STREAM, 0);
-  const platform::Handle holder(number);
-  const int yes = 1;
-  ::setsockopt(number, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t size = sizeof address;
-  auto* const generic = reinterpret_cast<sockaddr*>(&address);
-  ASSERT_EQ(::bind(number, generic, size), 0);
-  ASSERT_EQ(::getsockname(number, generic, &size), 0);
-  EXPECT_FALSE(platform::system().can_bind(ntohs(address.sin_port)));
-  EXPECT_FALSE(platform::system().can_bind(70000));
-  EXPECT_TRUE(platform::system().can_bind(0));
 }

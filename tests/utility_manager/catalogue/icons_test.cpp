@@ -1,6 +1,4 @@
 #include <gtest/gtest.h>
-#include <sys/resource.h>
-#include <sys/stat.h>
 
 #include "tests/fakes/fake_client.h"
 #include "tests/json.h"
@@ -68,16 +66,6 @@ TEST_F(Icons, AreLookedForInTheCandidatesInOrder) {
   EXPECT_EQ(resolve_icon_path("l.png", {}), "l.png");
 }
 
-TEST_F(Icons, AreFoundWithoutADescriptorToSpare) {
-  rlimit before;
-  ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
-  const rlimit none{.rlim_cur = 0, .rlim_max = before.rlim_max};
-  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
-  const auto found = resolve_icon_path("icon.png", client.directory.path("plugins/p"));
-  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
-  EXPECT_EQ(found, icon);
-}
-
 TEST_F(Icons, AreReadAgainOnlyWhenTheTimeIsAnother) {
   const auto loaded = load_icon(icon, record);
   replace();
@@ -108,7 +96,7 @@ TEST_F(Icons, LeaveWithTheirRecordAtARefresh) {
 
 TEST_F(Icons, AreNullForWhatCanNotBeRead) {
   const auto fifo = client.directory.path("fifo");
-  ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+  make_special_file(fifo);
   for (const std::string& path : {std::string(), "/no" + icon, client.directory.path(), fifo}) {
     EXPECT_EQ(load_icon(path, record), nullptr) << path;
   }

@@ -3,14 +3,10 @@
 #include <filesystem>
 #include <sstream>
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include "tests/utility_manager/manager_fixture.h"
 #include "utility_manager/persistence/start_record.h"
-#include "utility_manager/platform/child_process.h"
 #include "utility_manager/platform/failures.h"
 #include "utility_manager/platform/files.h"
 #include "utility_manager/platform/process_search.h"
@@ -25,13 +21,20 @@ namespace {
 const std::string server_id =
     "6f0c2a52-53f4-4c52-9d9c-" + std::to_string(100'000'000'000 + platform::own_stamp().pid);
 
+/// Of the system, to write where there is no directory.
+std::string refusal_of(const std::string& path) {
+  try {
+    platform::write_file(path, "");
+  } catch (const platform::SystemError& failure) {
+    return failure.what();
+  }
+  return "none";
+}
+
 /// Waited for until it runs: just after a spawn the system knows no command line yet.
 std::shared_ptr<platform::ProcessHandle> sleeper(const std::string& id) {
-  auto child = platform::spawn_child({"/usr/bin/python3", "-c",
-                                      "import time\nprint('runs', flush=True)\ntime.sleep(60)",
-                                      "--server-id", id});
-  char bytes[10];
-  EXPECT_GT(child->output_stream()->read_some(bytes), 0u);
+  auto child = start_child("out runs\nwait", {"--server-id", id});
+  EXPECT_EQ(next_line(*child->output_stream()), "runs");
   return child;
 }
 
@@ -69,9 +72,7 @@ class Recovery : public ManagerTest {
 
   void meet_file(const std::string& path, const std::string& bytes, double age) {
     platform::write_file(path, bytes);
-    const timespec time = {static_cast<time_t>(system.wall_clock() - age), 0};
-    const timespec times[] = {time, time};
-    ASSERT_EQ(::utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
+    set_modification_time(path, system.wall_clock() - age);
     manager = std::make_shared<UtilityServerManager>();
   }
 
@@ -97,30 +98,16 @@ TEST_F(Recovery, AProvenProcessIsAdoptedOrEnded) {
 
     const auto own = sleeper(server_id);
     meet({.pid = has_pid ? own->pid() : 0});
-    EXPECT_EQ(own->wait(60), -9);
+    EXPECT_EQ(own->wait(60), code_of(platform::Signal::kill));
     expect_empty_books();
   }
 }
 
 TEST_F(Recovery, ATreeIsEndedWhole) {
-  const auto script = client.directory.write("tree.py", R"(
-import os, subprocess, sys
-if len(sys.argv) < 5: subprocess.Popen([sys.executable, *sys.argv, "inner"])
-print(os.getpid(), flush=True)
-os.read(os.pipe()[0], 1)
-)");
-  const auto root =
-      platform::spawn_child({"/usr/bin/python3", script, "--server-id", server_id, "x"});
-  std::vector<platform::ProcessStamp> members;
-  std::string printed;
-  while (std::count(printed.begin(), printed.end(), '\n') < 2) {
-    char bytes[100];
-    printed.append(bytes, root->output_stream()->read_some(bytes));
-  }
-  std::istringstream pids(printed);
-  for (std::int64_t pid; pids >> pid;) members.push_back({.pid = pid});
+  const auto root = start_child("tree 1\nwait", {"--server-id", server_id});
+  const platform::ProcessStamp members[] = {{.pid = root->pid()}, {.pid = next_number(*root)}};
   meet({});
-  EXPECT_EQ(root->wait(60), -9);
+  EXPECT_EQ(root->wait(60), code_of(platform::Signal::kill));
   for (const auto& member : members) EXPECT_FALSE(platform::still_runs(member));
   EXPECT_FALSE(has_record());
 }
@@ -139,7 +126,7 @@ TEST_F(Recovery, NoStrangerIsSignalled) {
       {{.pid = 0}, false},
       {{.pid = 1 << 23, .client = {.pid = own.pid, .start_ticks = own.start_ticks + 1}}, false},
       {{.pid = 1 << 23, .client = own}, false},  // before an exec
-      {{.pid = 1 << 23, .client = {.pid = ::getppid()}}, true},
+      {{.pid = 1 << 23, .client = {.pid = stranger->pid()}}, true},
   };
   for (const auto& [left, stays] : cases) {
     meet(left);
@@ -150,7 +137,7 @@ TEST_F(Recovery, NoStrangerIsSignalled) {
   EXPECT_EQ(stranger->poll(), std::nullopt);
 
   const auto child = sleeper(server_id);
-  meet({.pid = child->pid(), .client = {.pid = ::getppid()}});  // its client lives
+  meet({.pid = child->pid(), .client = {.pid = stranger->pid()}});  // its client lives
   EXPECT_TRUE(has_record());
   for (const bool is_persistent : {false, true}) {  // another process is known to be the child
     meet({.is_persistent = is_persistent, .pid = 1 << 23});
@@ -202,15 +189,12 @@ TEST_F(Records, StandFromBeforeTheSpawnUntilTheInstanceIsGone) {
   std::string before_birth;
   system.on_spawn = [&] {
     for (const auto& entry : fs::directory_iterator(manager->state_dir())) {
-      before_birth = entry.path();
-      struct stat status {};
-      EXPECT_EQ(::stat(before_birth.c_str(), &status), 0);
-      EXPECT_EQ(status.st_mode & 07777u, 0600u);
+      before_birth = entry.path().string();
     }
     return child();
   };
   const auto id = start_id("own");
-  EXPECT_EQ(before_birth, path_of(id));
+  EXPECT_EQ(fs::path(before_birth), path_of(id));
   std::istringstream lines(platform::read_file(before_birth));
   std::string first;
   std::string second;
@@ -218,7 +202,7 @@ TEST_F(Records, StandFromBeforeTheSpawnUntilTheInstanceIsGone) {
   std::getline(lines, second);
   const auto object = read_json(first);
   EXPECT_EQ(member(member(object, "state"), "port"), 8890);
-  EXPECT_EQ(member(member(object, "client"), "pid"), std::int64_t{::getpid()});
+  EXPECT_EQ(member(member(object, "client"), "pid"), own_id());
   EXPECT_EQ(second, R"({"pid": )" + std::to_string(children[0]->pid()) + "}");
   EXPECT_TRUE(manager->stop_utility_server(id));
   expect_empty_books();
@@ -231,10 +215,8 @@ TEST_F(Records, AFailedWriteIsToldOnceAndMadeAgain) {
   const auto kept = start_id("kept");
   const auto own = start_id("own");
   ASSERT_EQ(system.reports.size(), 2u);
-  EXPECT_EQ(system.reports[0],
-            "utility_manager: an instance can't be written down: [Errno 2] No such "
-            "file or directory: '" +
-                manager->_state_file_path(kept) + "'");
+  EXPECT_EQ(system.reports[0], "utility_manager: an instance can't be written down: " +
+                                   refusal_of(manager->_state_file_path(kept)));
   EXPECT_NE(system.reports[1].find(path_of(own)), std::string::npos);
   system.let_monitor_pass();
   EXPECT_EQ(system.reports.size(), 2u);

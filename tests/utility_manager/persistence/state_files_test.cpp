@@ -1,10 +1,9 @@
 #include <filesystem>
 
-#include <unistd.h>
-
 #include "tests/utility_manager/manager_fixture.h"
 #include "utility_manager/platform/failures.h"
 #include "utility_manager/platform/files.h"
+#include "utility_manager/platform/proc_table.h"
 #include "utility_manager/stderr_buffer.h"
 
 using namespace utility_manager;
@@ -213,7 +212,7 @@ TEST_F(StateFiles, TwoFilesOfOneInstance) {
     std::string first;
     for (const auto& entry : fs::directory_iterator(manager->state_dir())) {
       if (first.empty() && !(stale_beside && entry.path().stem() == "two")) {
-        first = entry.path().stem();
+        first = entry.path().stem().string();
       }
     }
     load();
@@ -272,7 +271,8 @@ TEST_F(StateFiles, AnUnrelatedProcessIsNeverAdopted) {
   processes.command_lines[alive] = {"sleep"};
   adopt("id", alive, 8890);
   EXPECT_TRUE(record("id"));
-  for (const std::int64_t pid : {std::int64_t{::getpid()}, std::int64_t{::getppid()}, 1L}) {
+  const auto self = platform::row_of(own_id());
+  for (const std::int64_t pid : {own_id(), self ? self->parent : 1, std::int64_t{1}}) {
     forget_all();
     adopt("id", pid, 8890);
     EXPECT_FALSE(record("id") || has_file("id.json")) << pid;
@@ -312,6 +312,6 @@ TEST_F(RealStateFiles, OutliveTheirManager) {
   EXPECT_EQ(adopted->studio_url, original->studio_url);
   EXPECT_TRUE(adopted->adopted && !adopted->process && later->is_utility_server_running(server_id));
   EXPECT_TRUE(later->stop_utility_server(server_id));
-  EXPECT_EQ(original->process->poll(), -9);
+  EXPECT_EQ(original->process->poll(), code_of(platform::Signal::kill));
   manager->_handle_server_died(server_id);
 }

@@ -9,7 +9,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include "tests/utility_manager/platform/child.h"
+#include "tests/fakes/fake_client.h"
 #include "utility_manager/platform/deadline.h"
 #include "utility_manager/platform/descriptor.posix.h"
 #include "utility_manager/platform/failures.h"
@@ -18,7 +18,9 @@
 #include "utility_manager/platform/pipe.h"
 #include "utility_manager/platform/stream.h"
 
+using namespace utility_manager;
 using namespace utility_manager::platform;
+using fakes::TemporaryDirectory;
 
 namespace {
 

@@ -16,35 +16,17 @@ using namespace utility_manager::platform;
 
 namespace {
 
-struct StreamTest : testing::Test {
+struct BlockedStream : testing::Test {
   Pipe pipe = make_pipe();
   const int number = descriptor(pipe.read_end);
   Stream stream{std::move(pipe.read_end)};
   std::array<char, 16> buffer{};
-
-  void write(std::string_view bytes) {
-    ASSERT_EQ(::write(descriptor(pipe.write_end), bytes.data(), bytes.size()),
-              ssize_t(bytes.size()));
-  }
   bool is_open() const { return ::fcntl(number, F_GETFD) >= 0; }
 };
 
 }  // namespace
 
-TEST_F(StreamTest, TheRestIsBoundedInSizeAndTimeWhileAWriterRemains) {
-  write("abcdef");
-  EXPECT_EQ(stream.read_rest(4, 60), "abcd");
-  EXPECT_EQ(stream.read_rest(100, 0.02), "ef");
-  EXPECT_EQ(stream.read_rest(100, -1), "");
-  write(std::string(20'000, 'x'));
-  EXPECT_EQ(stream.read_rest(1 << 20, 0).size(), 20'000u);
-  write("end");
-  pipe.write_end.close();
-  EXPECT_EQ(stream.read_rest(100, 60), "end");
-  EXPECT_EQ(stream.read_some(buffer), 0u);
-}
-
-TEST_F(StreamTest, ABlockedReaderHoldsUpNothingButTheDescriptor) {
+TEST_F(BlockedStream, ABlockedReaderHoldsUpNothingButTheDescriptor) {
   std::atomic<pid_t> id = 0;
   std::thread reader([&] {
     id = ::gettid();

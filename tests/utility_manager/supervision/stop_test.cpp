@@ -1,6 +1,3 @@
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include "tests/utility_manager/manager_fixture.h"
 #include "utility_manager/platform/files.h"
 
@@ -33,31 +30,10 @@ TEST_F(RealStop, AChildItsPortAndItsFileGo) {
   const auto server_id = start_id("kept");
   const auto child = record(server_id)->process;
   EXPECT_TRUE(manager->stop_utility_server(server_id));
-  EXPECT_EQ(child->returncode(), -15);
-  EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);
+  EXPECT_EQ(child->returncode(), code_of(platform::Signal::terminate));
+  EXPECT_TRUE(has_no_children());
   expect_empty_books();
   EXPECT_EQ(member(start("kept"), "port"), 8890);
-}
-
-TEST_F(RealStop, AForkedChildIsRefusedAndTouchesNothing) {
-  offer("notes");
-  const auto id = start_id("notes");
-  const auto handle = record(id)->process;
-  const pid_t child = ::fork();
-  if (child == 0) {
-    int code = 1;
-    try {
-      manager->stop_utility_server(id);
-    } catch (const RuntimeError&) {
-      code = 0;
-    }
-    ::_exit(code);
-  }
-  int status = 0;
-  ASSERT_EQ(::waitpid(child, &status, 0), child);
-  EXPECT_EQ(status, 0);
-  EXPECT_EQ(handle->poll(), std::nullopt);
-  EXPECT_TRUE(manager->stop_utility_server(id));
 }
 
 TEST_F(Stop, AnUnknownInstanceLeavesItsFile) {

@@ -1,10 +1,11 @@
 #pragma once
 
-#include <array>
-#include <cstdio>
 #include <stdexcept>
 #include <string>
 #include <vector>
+
+#include "tests/fakes/fake_client.h"
+#include "utility_manager/platform/child_process.h"
 
 /// Runs `script` in the Python interpreter and returns what it handed to `emit`: each argument,
 /// text in UTF-8 or bytes, is one entry. `every` holds all code points but the surrogates.
@@ -21,16 +22,11 @@ def emit(*entries):
             entry = entry.encode()
         sys.stdout.buffer.write(b'%d\n%b' % (len(entry), entry))
 )";
-  const std::string command =
-      "/usr/bin/python3 - <<'END_OF_SCRIPT'\n" + prelude + script + "\nEND_OF_SCRIPT\n";
-  std::FILE* const pipe = popen(command.c_str(), "r");
-  if (pipe == nullptr) throw std::runtime_error("the interpreter can't be started");
-  std::string output;
-  std::array<char, 65536> block;
-  while (const std::size_t count = std::fread(block.data(), 1, block.size(), pipe)) {
-    output.append(block.data(), count);
-  }
-  if (pclose(pipe) != 0) throw std::runtime_error("the script failed");
+  const utility_manager::fakes::TemporaryDirectory directory;
+  const auto python = utility_manager::platform::spawn_child(
+      {utility_manager::interpreter(), directory.write("script.py", prelude + script)});
+  const auto output = python->output_stream()->read_rest(1 << 30, 60);
+  if (python->wait(60) != 0) throw std::runtime_error(python->error_stream()->read_rest(9999, 1));
 
   std::vector<std::string> entries;
   for (std::size_t at = 0; at < output.size();) {

@@ -11,7 +11,6 @@
 #include "tests/fakes/fake_client.h"
 #include "tests/json.h"
 #include "utility_manager/host/failures.h"
-#include "utility_manager/platform/child_process.h"
 #include "utility_manager/platform/system.h"
 #include "utility_manager/utility_manager.h"
 
@@ -44,8 +43,7 @@ class ProbedSystem : public platform::System {
 /// A live process that carries a server_id, ended and collected at the latest with the object.
 class Process {
  public:
-  explicit Process(const std::string& server_id)
-      : child_(platform::spawn_child({"/bin/sh", "-c", "kill -STOP $$", server_id})) {}
+  explicit Process(const std::string& server_id) : child_(start_child("wait", {server_id})) {}
   ~Process() { end(); }
 
   std::int64_t pid() const { return child_->pid(); }

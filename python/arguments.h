@@ -131,7 +131,7 @@ struct Object {
 template <typename Kind>
 struct Optional {
   using Type = std::optional<typename Kind::Type>;
-  static std::string name() { return Kind::name().append(" | None"); }
+  static std::string name() { return Kind::name() + " | None"; }
   static Type read(PyObject* object, const ArgumentName& which) {
     if (object == Py_None) return std::nullopt;
     return Kind::read(object, which);

@@ -58,16 +58,20 @@ Taken taken_by(const std::vector<StartRecord>& others) {
     taken.ports.push_back(state.port);
     const auto instance = is_persistent ? state.record(0) : std::nullopt;
     if (!instance || !instance->utility_name) continue;
-    taken.starting.push_back({*instance->utility_name, instance->group_name});
+    taken.starting.push_back({*instance->utility_name, instance->group_name, state.server_id});
   }
   return taken;
+}
+
+bool is_among(const std::vector<StartMarker>& starting, const std::string& server_id) {
+  return std::ranges::find(starting, server_id, &StartMarker::server_id) != starting.end();
 }
 
 void check_starts_in_progress(const std::vector<StartMarker>& starting, const StartPlan& plan) {
   for (const auto& marker : starting) {
     if (marker.utility_name != plan.utility_name) continue;
     if (plan.is_navbar) throw runs_in_navbar(plan.utility_name);
-    if (marker != plan.marker()) continue;
+    if (marker.group_name != plan.marker().group_name) continue;
     if (plan.effective_require_group) throw runs_in_group(plan.utility_name, plan.group_name);
     throw runs_globally(plan.utility_name);
   }
@@ -96,9 +100,10 @@ class UtilityServerManager::Reservation {
     const LockHeld held(manager.lock);
     const platform::DirectoryLock alone(manager.state_dir_, limits::directory_lock_wait);
     manager.reload();
-    const auto others = taken_by(records_of_running_clients(
-        manager.state_dir_,
-        [&manager](const std::string& server_id) { return manager.owns(server_id); }));
+    const auto is_known = [&manager, &starting = manager.starting_](const std::string& server_id) {
+      return manager.owns(server_id) || is_among(starting, server_id);
+    };
+    const auto others = taken_by(records_of_running_clients(manager.state_dir_, is_known));
     check(plan, per_group, others.starting);
     manager.starting_.reserve(manager.starting_.size() + 1);
     const auto port = manager.ports_.available(others.ports);

@@ -10,6 +10,7 @@ namespace utility_manager {
 struct StartMarker {
   std::string utility_name;
   std::optional<std::string> group_name;  ///< only for a start that is bound to a group
+  std::string server_id{};                ///< of the instance to be
 
   bool operator==(const StartMarker&) const = default;
 };

@@ -63,7 +63,8 @@ std::optional<std::string> unless_empty(const std::optional<std::string>& text) 
 }  // namespace
 
 StartMarker StartPlan::marker() const {
-  return {utility_name, effective_require_group ? std::optional(group_name) : std::nullopt};
+  return {utility_name, effective_require_group ? std::optional(group_name) : std::nullopt,
+          server_id};
 }
 
 StartPlan plan_start(Catalogue& catalogue, const std::string& group_name,

@@ -113,11 +113,14 @@ bool is_young(const platform::FileStamp& stamp) {
   return age < limits::young_record;
 }
 
+enum class Client { running, gone };
+
 /// A walk over the hidden files of a state directory. A file of ours of which a part alone was
 /// written is of no use to anybody.
 class Walk {
  public:
-  Walk(const std::string& state_dir, const IsKnown& is_known) : state_dir_(state_dir) {
+  Walk(const std::string& state_dir, const IsKnown& is_known, Client client)
+      : state_dir_(state_dir), client_state_(client) {
     platform::Directory directory(state_dir);
     while (const char* const name = directory.next()) {
       const auto record_id = identifier_in(name, record_suffix);
@@ -130,12 +133,7 @@ class Walk {
     }
   }
 
-  struct Found {
-    StartRecord record;
-    bool is_young;
-    bool client_runs;
-  };
-  std::vector<Found> found;
+  std::vector<Orphan> found;       ///< the records of such clients
   std::vector<std::string> parts;  ///< paths
 
  private:
@@ -144,6 +142,7 @@ class Walk {
   void look_at_record(const platform::Directory& directory, const char* name,
                       const std::string& server_id) {
     const bool is_own = is_own_start(client_, server_id);
+    if (is_own && client_state_ == Client::gone) return;
     const auto content = directory.read(name, limits::state_file_bytes);
     if (!content) return;
     auto record = read_record(content->bytes, server_id);
@@ -151,8 +150,8 @@ class Walk {
       note_part(*content, name, record_head + state_head(server_id));
       return;
     }
-    const bool client_runs = is_own || runs(record->client);
-    found.push_back({*std::move(record), is_young(content->stamp), client_runs});
+    const auto client = is_own || runs(record->client) ? Client::running : Client::gone;
+    if (client == client_state_) found.push_back({*std::move(record), is_young(content->stamp)});
   }
 
   void look_at(const platform::Directory& directory, const char* name, const std::string& head) {
@@ -172,12 +171,13 @@ class Walk {
   }
 
   const std::string& state_dir_;
+  const Client client_state_;
   const platform::ProcessStamp client_ = platform::own_stamp();
 };
 
-std::optional<Walk> walk(const std::string& state_dir, const IsKnown& is_known) {
+std::optional<Walk> walk(const std::string& state_dir, const IsKnown& is_known, Client client) {
   try {
-    return std::make_optional<Walk>(state_dir, is_known);
+    return std::make_optional<Walk>(state_dir, is_known, client);
   } catch (const platform::SystemError&) {
     return std::nullopt;
   }
@@ -234,25 +234,20 @@ void remove_start_record(const std::string& state_dir, const std::string& server
 std::vector<StartRecord> records_of_running_clients(const std::string& state_dir,
                                                     const IsKnown& is_known) {
   std::vector<StartRecord> records;
-  const auto seen = walk(state_dir, is_known);
+  auto seen = walk(state_dir, is_known, Client::running);
   if (!seen) return records;
-  for (const auto& each : seen->found) {
-    if (each.client_runs) records.push_back(each.record);
-  }
+  for (auto& each : seen->found) records.push_back(std::move(each.record));
   return records;
 }
 
 std::vector<Orphan> orphaned_records(const std::string& state_dir, const IsKnown& is_known,
                                      Parts parts) {
-  std::vector<Orphan> orphans;
-  const auto seen = walk(state_dir, is_known);
-  if (!seen) return orphans;
-  for (const auto& each : seen->found) {
-    if (!each.client_runs) orphans.push_back({each.record, each.is_young});
+  auto seen = walk(state_dir, is_known, Client::gone);
+  if (!seen) return {};
+  if (parts == Parts::removed) {
+    for (const auto& path : seen->parts) remove_if_any(path);
   }
-  if (parts == Parts::left) return orphans;
-  for (const auto& path : seen->parts) remove_if_any(path);
-  return orphans;
+  return std::move(seen->found);
 }
 
 void turn_into_state_file(const std::string& state_dir, const ServerInfo& instance,

@@ -100,10 +100,8 @@ class UtilityServerManager::Reservation {
     const LockHeld held(manager.lock);
     const platform::DirectoryLock alone(manager.state_dir_, limits::directory_lock_wait);
     manager.reload();
-    const auto is_known = [&manager, &starting = manager.starting_](const std::string& server_id) {
-      return manager.owns(server_id) || is_among(starting, server_id);
-    };
-    const auto others = taken_by(records_of_running_clients(manager.state_dir_, is_known));
+    const auto others = taken_by(
+        records_of_running_clients(manager.state_dir_, known_to(manager, manager.starting_)));
     check(plan, per_group, others.starting);
     manager.starting_.reserve(manager.starting_.size() + 1);
     const auto port = manager.ports_.available(others.ports);
@@ -138,6 +136,13 @@ class UtilityServerManager::Reservation {
   void recorded() { recorded_ = true; }
 
  private:
+  static IsKnown known_to(const UtilityServerManager& manager,
+                          const std::vector<StartMarker>& starting) {
+    return [&manager, &starting](const std::string& server_id) {
+      return manager.owns(server_id) || is_among(starting, server_id);
+    };
+  }
+
   void check(const StartPlan& plan, bool per_group, const std::vector<StartMarker>& others)
       UM_REQUIRES(manager_.lock) {
     const auto instances = manager_.servers_.records();

@@ -49,7 +49,7 @@ inline constexpr double identity_lead = 60.0;
 // for, how young a start record without a process may still get one, and how long the end of an
 // orphan is waited for.
 inline constexpr std::size_t state_file_bytes = 1024 * 1024;
-inline constexpr double directory_lock_wait = 0.1;
+inline constexpr double directory_lock_wait = 1.0;
 inline constexpr double young_record = 10.0;
 inline constexpr double orphan_end_wait = 2.0;
 

@@ -67,6 +67,7 @@ def studio_files() -> list[tuple[str, list[str]]]:
 
 
 setup(
+    license="MIT",  # here, as no form of it in pyproject.toml suits every setuptools from 66 on
     packages=[STUBS],
     package_dir={STUBS: f"python/{STUBS}"},
     package_data={STUBS: ["*.pyi"]},

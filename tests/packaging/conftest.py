@@ -7,6 +7,7 @@ from pathlib import Path
 import pytest
 
 ROOT = Path(__file__).resolve().parents[2]
+VERSION = (ROOT / "version.txt").read_text().strip()
 BUILD = Path(os.environ["UTILITY_MANAGER_BUILD"]).resolve().parent
 
 

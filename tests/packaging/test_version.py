@@ -2,9 +2,7 @@
 
 import re
 
-from conftest import BUILD, ROOT, run
-
-VERSION = (ROOT / "version.txt").read_text().strip()
+from conftest import BUILD, ROOT, VERSION, run
 
 
 def test_changelog_begins_with_it():

@@ -1,5 +1,9 @@
 """The wheel, in environments that hold nothing else."""
 
+import base64
+import csv
+import email
+import hashlib
 import os
 import re
 import shutil
@@ -10,7 +14,7 @@ import zipfile
 from pathlib import Path
 
 import pytest
-from conftest import ROOT, run
+from conftest import ROOT, VERSION, run
 
 PIP = ("/usr/bin/python3", "-m", "pip", "--disable-pip-version-check", "--no-cache-dir")
 WHEEL = ("wheel", "--no-build-isolation", "--no-deps", "--no-index")
@@ -49,14 +53,38 @@ def studio_process(programs: Path, data: Path, *options: str, **more) -> subproc
     return subprocess.Popen(command, env=surroundings, text=True, stdout=subprocess.PIPE, **more)
 
 
-def test_its_contents_are_in_order(wheel):
-    names = zipfile.ZipFile(wheel).namelist()
-    assert len(names) == len(set(names))
-    tops = {name.split("/")[0] for name in names}
-    stem = "utility_manager-" + (ROOT / "version.txt").read_text().strip()
-    module = next(name for name in tops if name.startswith("utility_manager.cpython"))
-    assert tops == {module, "utility_manager-stubs", f"{stem}.dist-info", f"{stem}.data"}
-    assert not [name for name in names if re.search(r"__pycache__|\.pyc$|/\.", name)]
+def test_its_contents_are_in_order(wheel, sources):
+    with zipfile.ZipFile(wheel) as archive:
+        files = {info.filename: archive.read(info) for info in archive.infolist()}
+        runs = {info.filename for info in archive.infolist() if info.external_attr >> 16 & 0o111}
+        assert len(files) == len(archive.namelist())
+    stem = f"utility_manager-{VERSION}"
+    data, about = f"{stem}.data", f"{stem}.dist-info"
+    (module,) = (name for name in files if re.match(r"utility_manager\.cpython-[\w-]+\.so$", name))
+    programs = {f"{data}/scripts/{name}" for name in ("utility-manager", "velmora-studio")}
+    studio = {path.relative_to(sources / "studio") for path in (sources / "studio").rglob("*.*")}
+    shared = {path for path in studio if not path.name.startswith(".")} | {Path("version.txt")}
+    stubs = {module, "utility_manager-stubs/__init__.pyi"}
+    shown = stubs | programs | {f"{data}/data/share/velmora-studio/{path}" for path in shared}
+    assert {name for name in files if not name.startswith(about)} == shown
+    assert programs < runs
+
+    listed = list(csv.reader(files[f"{about}/RECORD"].decode().splitlines()))
+    assert sorted(name for name, *_ in listed) == sorted(files)
+    for name, digest, size in listed:
+        found = base64.urlsafe_b64encode(hashlib.sha256(files[name]).digest()).decode()
+        assert name.endswith("/RECORD") or digest == f"sha256={found.rstrip('=')}", name
+        assert name.endswith("/RECORD") or int(size) == len(files[name]), name
+
+    told = email.message_from_bytes(files[f"{about}/METADATA"])
+    assert (told["Name"], told["Version"], told["License"]) == ("utility-manager", VERSION, "MIT")
+    assert told["Requires-Python"] == ">=3.11" and told.get_all("Provides-Extra") == ["studio"]
+    assert all("extra ==" in need for need in told.get_all("Requires-Dist"))
+    assert (ROOT / "README.md").read_text().strip() in files[f"{about}/METADATA"].decode()
+    tag = email.message_from_bytes(files[f"{about}/WHEEL"])["Tag"]
+    assert re.fullmatch(r"cp3(\d+)-cp3\1-linux_\w+", tag) and f"-{tag}.whl" in wheel.name
+    licence = (ROOT / "LICENSE").read_bytes()
+    assert licence in [text for name, text in files.items() if name.startswith(about)]
 
 
 def test_round_in_an_empty_environment(wheel, tmp_path):

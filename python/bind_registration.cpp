@@ -102,7 +102,8 @@ Ref is_equal(const Operation& operation, Objects objects) {
 /// What copies and pickles are made from: class, arguments and what a derived class adds.
 Ref reduced(const Operation& operation, Objects objects) {
   PyObject* const self = objects[0];
-  const auto& registration = registration_of(self, operation.argument(0));
+  const auto which = operation.argument(0);  // named: of a temporary g++ 13 would warn
+  const auto& registration = registration_of(self, which);
   const Ref arguments = arguments_of(registration, extra_dict(self).get());
   Ref state = optional_attribute(self, "__dict__");
   if (!state) state = Ref::borrow(Py_None);

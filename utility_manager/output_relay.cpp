@@ -76,13 +76,16 @@ std::size_t started_at_end(std::string_view text) {
   return 0;
 }
 
+/// What is read at a time of a child that hasn't written as much at once yet.
+constexpr std::size_t small_chunk_bytes = 1024;
+
 class OutputRelay {
  public:
-  /// Has room for a first chunk, which it never gives back.
+  /// Has room for a small chunk, which it never gives back.
   OutputRelay(std::shared_ptr<platform::Stream> stream, const std::string& prefix,
               std::shared_ptr<StderrBuffer> buffer)
       : stream_(std::move(stream)), lead_("[" + prefix + "] "), buffer_(std::move(buffer)) {
-    in_.room(limits::relay_chunk_bytes);
+    in_.room(small_chunk_bytes);
   }
 
   void run() {
@@ -108,14 +111,18 @@ class OutputRelay {
     } catch (const std::bad_alloc&) {
       in_.clear();
       out_.clear();
+      chunk_bytes_ = small_chunk_bytes;
       return true;
     }
   }
 
-  /// Reads behind the start of a line that is there already; gives 0 at the end of the stream.
+  /// Reads behind the start of a line that is there already; gives 0 at the end of the stream. Who
+  /// says little costs little memory.
   std::size_t read_chunk() {
-    const auto wanted = limits::relay_chunk_bytes - in_.size() % limits::relay_chunk_bytes;
-    return stream_->read_some({in_.room(wanted), wanted});
+    const auto wanted = chunk_bytes_ - in_.size() % chunk_bytes_;
+    const auto count = stream_->read_some({in_.room(wanted), wanted});
+    if (count == wanted) chunk_bytes_ = limits::relay_chunk_bytes;
+    return count;
   }
 
   /// Of a long line only what is new is searched for its end.
@@ -193,6 +200,7 @@ class OutputRelay {
   const std::shared_ptr<platform::Stream> stream_;
   const std::string lead_;
   const std::shared_ptr<StderrBuffer> buffer_;
+  std::size_t chunk_bytes_ = small_chunk_bytes;
   TextBlock in_;   ///< what was read and isn't relayed yet: the start of a line
   TextBlock out_;  ///< lines with their leads
 };

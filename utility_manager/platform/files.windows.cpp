@@ -1,9 +1,11 @@
 #include "utility_manager/platform/files.h"
 
 #include <algorithm>
+#include <chrono>
 #include <limits>
 #include <utility>
 
+#include "utility_manager/platform/deadline.h"
 #include "utility_manager/platform/failures.h"
 #include "utility_manager/platform/paths.h"
 #include "utility_manager/platform/win32.windows.h"
@@ -109,6 +111,21 @@ void write_to(const std::string& path, DWORD access, DWORD creation, std::string
   if (!file.close()) throw SystemError(last_error(), path);
 }
 
+/// Makes a call until it succeeds; gives an error number, 0 for none. Where somebody has the file
+/// open it can't be replaced, and perhaps not removed; most are read and closed at once.
+template <typename Call>
+int once_not_open(Call call) {
+  constexpr double longest_wait = 0.25;
+  const Deadline deadline(longest_wait);
+  while (!call()) {
+    const int failure = last_error();
+    const bool may_be_open = failure == ERROR_ACCESS_DENIED || failure == ERROR_SHARING_VIOLATION;
+    if (!may_be_open || deadline.passed()) return failure;
+    deadline.pause(std::chrono::milliseconds(5));
+  }
+  return 0;
+}
+
 }  // namespace
 
 bool path_exists(const std::string& path) {
@@ -135,11 +152,10 @@ void write_file(const std::string& path, std::string_view bytes) {
 void replace_file(const std::string& path, const std::string& beside, std::string_view bytes) {
   try {
     write_file(beside, bytes);
-    const auto from = native_path(beside);
-    const auto to = native_path(path);
-    if (!::MoveFileExW(from.c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING)) {
-      throw SystemError(last_error());
-    }
+    const int failure = once_not_open([from = native_path(beside), to = native_path(path)] {
+      return ::MoveFileExW(from.c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING);
+    });
+    if (failure != 0) throw SystemError(failure);
   } catch (const SystemError& failure) {
     ::DeleteFileW(wide(beside).c_str());
     throw SystemError(failure.code(), path);
@@ -155,7 +171,9 @@ void append_to_file(const std::string& path, std::string_view bytes) {
 }
 
 void remove_file(const std::string& path) {
-  if (!::DeleteFileW(native_path(path).c_str())) throw SystemError(last_error(), path);
+  const int failure =
+      once_not_open([native = native_path(path)] { return ::DeleteFileW(native.c_str()); });
+  if (failure != 0) throw SystemError(failure, path);
 }
 
 void create_directories(const std::string& path) {

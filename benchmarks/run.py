@@ -63,6 +63,8 @@ def main() -> None:
     results = HERE.parent / "build" / "benchmarks"
     write_results(rows, results)
     print(table(rows))
+    missed = [f"{row.what}: {row.figure_text()}, {row.bar_text()}" for row in rows if not row.met]
+    print("\n".join(["bars missed:", *missed] if missed else ["every bar is met"]))
     print(f"in {results}: results.md, results.svg")
 
 

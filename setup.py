@@ -1,5 +1,6 @@
 """Builds what CMake builds; pyproject.toml describes the rest."""
 
+import os
 import shutil
 import subprocess
 import sys
@@ -29,7 +30,9 @@ class CMakeBuild(build_ext):
         }
         defined = [f"-D{name}={value}" for name, value in options.items()]
         cmake("-S", ".", "-B", build, *generator, *defined)
-        cmake("--build", build, "--parallel", "--target", "module-native", PROGRAM)
+        # Make takes no number for as many as there are sources.
+        jobs = os.environ.get("CMAKE_BUILD_PARALLEL_LEVEL", str(os.cpu_count() or 1))
+        cmake("--build", build, "--parallel", jobs, "--target", "module-native", PROGRAM)
         (module,) = (build / "python").glob("utility_manager.*.so")
         place = Path(self.get_ext_fullpath(extension.name))
         place.parent.mkdir(parents=True, exist_ok=True)

@@ -9,6 +9,7 @@
 #include "utility_manager/platform/handle.h"
 
 /// Files and directories. A path that holds a NUL byte names nothing. Failures are `SystemError`.
+/// A file for its owner alone is on Windows for whom its directory is.
 namespace utility_manager::platform {
 
 /// Anything on disk; a regular file. Links are followed, and what can't be looked at isn't there.

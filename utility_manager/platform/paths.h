@@ -3,14 +3,15 @@
 #include <string>
 #include <string_view>
 
-/// Path operations on text, equal to Python's `os.path` on POSIX. A path is the file system's
-/// bytes.
+/// Path operations on text, equal to Python's `os.path` of the system. A path is the file system's
+/// bytes on POSIX, UTF-8 on Windows.
 namespace utility_manager::platform {
 
 bool is_absolute_path(std::string_view path);
 std::string join_paths(std::string_view base, std::string_view path);
 
-/// Resolves repeated separators, "." and ".." in the text alone; exactly two leading slashes stay.
+/// Resolves repeated separators, "." and ".." in the text alone; exactly two leading slashes stay,
+/// and on Windows a drive.
 std::string normalised_path(std::string path);
 
 /// Joined to the working directory where relative, then normalised. Fails with `SystemError` when

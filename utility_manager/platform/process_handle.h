@@ -19,8 +19,9 @@ class ProcessHandle {
 
   virtual std::int64_t pid() const = 0;
 
-  /// The exit code once the child has ended (negative: the signal that killed it), nothing while
-  /// it runs. Collects the exit status. A child that somebody else collected has ended with 0.
+  /// The exit code once the child has ended (negative: the signal that killed it; on Windows 32
+  /// bits without a sign), nothing while it runs. Collects the exit status. A child that somebody
+  /// else collected has ended with 0.
   virtual std::optional<std::int64_t> poll() = 0;
 
   /// Asks the child to end. Nothing happens to one that has ended.

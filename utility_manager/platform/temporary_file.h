@@ -8,9 +8,10 @@
 
 namespace utility_manager::platform {
 
-/// A file without a name, which goes with its object or with the process. It lies where TMPDIR
-/// says, else in /tmp or /var/tmp, and is made when it's first written to. Writes belong to one
-/// thread at a time; reads may be made beside them.
+/// A file that nobody else can open, which goes with its object or with the process. It lies where
+/// TMPDIR says, else in /tmp or /var/tmp, on Windows where the system keeps such files, and is made
+/// when it's first written to. Writes belong to one thread at a time; reads may be made beside
+/// them.
 class TemporaryFile {
  public:
   /// False when the file can't be had or not all of `bytes` written; then it may be tried again.

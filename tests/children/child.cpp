@@ -31,6 +31,7 @@ namespace {
 using Words = std::vector<std::string>;
 
 Words arguments;  // with the program's name
+Words::iterator behind_script;
 
 [[noreturn]] void fail(const std::string& message) {
   std::cerr << "child: " << message << std::endl;
@@ -41,7 +42,9 @@ std::string script() {
   for (std::size_t i = 1; i < arguments.size(); ++i) {
     const auto& word = arguments[i];
     if (word == "-s" || word == "-u") continue;
-    if (word == "-c" && i + 1 < arguments.size()) return arguments[i + 1];
+    const bool is_text = word == "-c" && i + 1 < arguments.size();
+    behind_script = arguments.begin() + static_cast<std::ptrdiff_t>(i) + (is_text ? 2 : 1);
+    if (is_text) return arguments[i + 1];
     std::ifstream file(word, std::ios::binary);
     if (!file) fail("can't open file '" + word + "'");
     return {std::istreambuf_iterator<char>(file), {}};
@@ -69,8 +72,8 @@ void start_tree(const std::string& widths) {
   std::string rest;
   std::getline(words, rest);
   const auto commands = (rest.empty() ? "" : "tree" + rest + "\n") + std::string("pid\nwait\n");
-  auto with_commands = arguments;  // with what the parent is known by
-  with_commands[2] = commands;
+  Words with_commands = {arguments[0], "-c", commands};
+  with_commands.insert(with_commands.end(), behind_script, arguments.end());
   for (int i = 0; i < width; ++i) child::start(with_commands);
 }
 
@@ -100,13 +103,13 @@ void get(int port) {
 /// `rest` holds the lines behind the command.
 void carry_out(const std::string& command, const std::string& text, std::istream& rest) {
   if (command == "out") {
-    std::cout << text << std::endl;
+    std::cout << text + "\n" << std::flush;
   } else if (command == "err") {
-    std::cerr << text << std::endl;
+    std::cerr << text + "\n";
   } else if (command == "pid") {
     std::cout << std::to_string(child::own_id()) + "\n" << std::flush;
   } else if (command == "arguments") {
-    for (auto word = arguments.begin() + 3; word != arguments.end(); ++word) {
+    for (auto word = behind_script; word != arguments.end(); ++word) {
       std::cout << "[" << *word << "]";
     }
     std::cout << std::endl;

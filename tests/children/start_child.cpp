@@ -1,7 +1,6 @@
 #include "tests/children/start_child.h"
 
 #include <array>
-#include <chrono>
 #include <filesystem>
 
 #include "utility_manager/platform/child_process.h"
@@ -11,8 +10,12 @@
 namespace utility_manager {
 
 const std::string& child_program() {
-  static const auto path = std::filesystem::absolute(CHILD_PROGRAM).make_preferred().string();
+  static const auto path = native_path(std::filesystem::absolute(CHILD_PROGRAM).string());
   return path;
+}
+
+std::string native_path(const std::string& path) {
+  return std::filesystem::path(path).make_preferred().string();
 }
 
 std::shared_ptr<platform::ProcessHandle> start_child(const std::string& script,
@@ -40,13 +43,6 @@ std::string output_of(const std::shared_ptr<platform::ProcessHandle>& child) {
 
 std::int64_t own_id() {
   return platform::own_process_id();
-}
-
-void set_modification_time(const std::string& path, double time) {
-  const auto since_now = std::chrono::duration<double>(time - platform::System().wall_clock());
-  const auto moment = std::filesystem::file_time_type::clock::now() + since_now;
-  std::filesystem::last_write_time(
-      path, std::chrono::time_point_cast<std::filesystem::file_time_type::duration>(moment));
 }
 
 void end_orphans(const std::vector<std::int64_t>& pids) {

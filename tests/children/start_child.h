@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -17,6 +18,9 @@ const std::string& child_program();
 std::shared_ptr<platform::ProcessHandle> start_child(const std::string& script,
                                                      const std::vector<std::string>& more = {});
 
+/// A path that is written with slashes as the system writes it.
+std::string native_path(const std::string& path);
+
 /// The next line of the stream, without its end; what there is when the stream ends first.
 std::string next_line(platform::Stream& stream);
 
@@ -31,8 +35,11 @@ std::int64_t own_id();
 /// The exit code that tells of this end.
 int code_of(platform::Signal end);
 
-/// Waits until the child has ended, but leaves it uncollected where that is a thing of its own.
+/// Waits until the child has ended, but leaves it uncollected.
 void wait_until_ended(const platform::ProcessHandle& child);
+
+/// Whether a child that has ended exists until it is collected.
+bool is_collected_late();
 
 /// Ends and collects what a child of ours has left behind.
 void end_orphans(const std::vector<std::int64_t>& pids);
@@ -42,6 +49,9 @@ bool has_no_children();
 
 /// In seconds since the Unix epoch.
 void set_modification_time(const std::string& path, double time);
+
+/// The modification time of the file or directory is what it was before the change.
+void change_unseen(const std::string& path, const std::function<void()>& change);
 
 /// A link that leads to `target`; something that is neither file nor directory. False on a system
 /// that has no such thing.

@@ -1,5 +1,6 @@
 #include "tests/children/start_child.h"
 
+#include <cmath>
 #include <filesystem>
 
 #include <fcntl.h>
@@ -21,6 +22,23 @@ int code_of(platform::Signal end) {
 void wait_until_ended(const platform::ProcessHandle& child) {
   siginfo_t result{};
   ::waitid(P_PID, static_cast<id_t>(child.pid()), &result, WEXITED | WNOWAIT);
+}
+
+bool is_collected_late() {
+  return true;
+}
+
+void set_modification_time(const std::string& path, double time) {
+  const double second = std::floor(time);
+  const timespec moment = {static_cast<time_t>(second), static_cast<long>((time - second) * 1e9)};
+  const timespec times[] = {moment, moment};
+  if (::utimensat(AT_FDCWD, path.c_str(), times, 0) != 0) throw platform::SystemError(errno, path);
+}
+
+void change_unseen(const std::string& path, const std::function<void()>& change) {
+  const auto time = std::filesystem::last_write_time(path);
+  change();
+  std::filesystem::last_write_time(path, time);
 }
 
 bool has_no_children() {

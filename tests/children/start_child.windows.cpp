@@ -1,5 +1,6 @@
 #include "tests/children/start_child.h"
 
+#include "utility_manager/platform/failures.h"
 #include "utility_manager/platform/proc_table.h"
 #include "utility_manager/platform/win32.windows.h"
 
@@ -14,6 +15,42 @@ void wait_until_ended(const platform::ProcessHandle& child) {
   if (!process) return;
   ::WaitForSingleObject(process, INFINITE);
   ::CloseHandle(process);
+}
+
+bool is_collected_late() {
+  return false;
+}
+
+namespace {
+
+/// A file or directory whose times are to be had.
+platform::Handle opened(const std::string& path) {
+  return platform::owned(
+      ::CreateFileW(platform::wide(path).c_str(), FILE_READ_ATTRIBUTES | FILE_WRITE_ATTRIBUTES,
+                    FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
+                    FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+}
+
+void set_time(const std::string& path, const FILETIME& time) {
+  if (!::SetFileTime(platform::native(opened(path)), nullptr, nullptr, &time)) {
+    throw platform::SystemError(platform::last_error(), path);
+  }
+}
+
+}  // namespace
+
+void set_modification_time(const std::string& path, double time) {
+  constexpr double from_1601_to_1970 = 11'644'473'600;
+  ULARGE_INTEGER ticks{};
+  ticks.QuadPart = static_cast<ULONGLONG>((time + from_1601_to_1970) * 1e7);
+  set_time(path, {.dwLowDateTime = ticks.LowPart, .dwHighDateTime = ticks.HighPart});
+}
+
+void change_unseen(const std::string& path, const std::function<void()>& change) {
+  FILETIME time{};
+  ::GetFileTime(platform::native(opened(path)), nullptr, nullptr, &time);
+  change();
+  set_time(path, time);
 }
 
 bool has_no_children() {

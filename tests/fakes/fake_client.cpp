@@ -76,7 +76,7 @@ TemporaryDirectory::~TemporaryDirectory() {
 }
 
 std::string TemporaryDirectory::path(const std::string& name) const {
-  return (name.empty() ? directory_ : directory_ / name).string();
+  return native_path((name.empty() ? directory_ : directory_ / name).string());
 }
 
 std::string TemporaryDirectory::write(const std::string& name, const std::string& bytes) const {

@@ -1,6 +1,7 @@
 #include "tests/fakes/fake_system.h"
 
 #include <algorithm>
+#include <filesystem>
 
 #include "utility_manager/limits.h"
 #include "utility_manager/platform/failures.h"
@@ -17,8 +18,9 @@ constexpr double patience = 60;  ///< seconds to wait for what comes at once
 thread_local std::weak_ptr<platform::ProcessHandle> dying_child;
 
 bool is_to_die(const std::vector<std::string>& arguments) {
-  return std::any_of(arguments.begin(), arguments.end(),
-                     [](const auto& text) { return text.find("/dying") != text.npos; });
+  return std::any_of(arguments.begin(), arguments.end(), [](const std::string& text) {
+    return std::filesystem::path(text).filename().string().starts_with("dying");
+  });
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 import os
 import re
 import shutil
+import subprocess
 from pathlib import Path
 
 import pytest
@@ -36,7 +37,8 @@ def flags(prefix) -> list[str]:
 
 
 def runs(program: Path, example: Path) -> None:
-    said = run(program, example / "clock.py", example / "state").splitlines()
+    words = ("/usr/bin/python3", example / "clock.py", example / "state")
+    said = run(program, *words, stdin=subprocess.DEVNULL).splitlines()
     assert re.fullmatch(r"clock runs at http://localhost:\d+", said[0])
     assert said[1:] == ["stopped"]  # what the utility writes has gone elsewhere
     assert list((example / "state/utility_states").iterdir()) == []

@@ -21,11 +21,12 @@ const char* const second = "data:image/png;base64,Mg==";
 
 class Icons : public testing::Test {
  protected:
+  Icons() { set_modification_time(icon, born); }
+
   /// Puts 2 in place of the icon's 1 and moves its modification time by `seconds`.
   void replace(int seconds = 0) const {
-    const auto time = fs::last_write_time(icon);
     client.directory.write("plugins/p/icon.png", "2");
-    fs::last_write_time(icon, time + std::chrono::seconds(seconds));
+    set_modification_time(icon, born + seconds);
   }
 
   Value icon_of(const UtilityInfo& info) const {
@@ -33,6 +34,7 @@ class Icons : public testing::Test {
     return member(with_icon(info, places), "icon");
   }
 
+  static constexpr double born = 1'700'000'000;
   fakes::FakeClient client;
   const std::string icon = client.directory.write("plugins/p/icon.png", "1");
   const UtilityInfo record{Value{{"plugin_name", "p"}, {"icon_path", "icon.png"}}};
@@ -61,7 +63,7 @@ TEST_F(Icons, AreLookedForInTheCandidatesInOrder) {
   EXPECT_EQ(resolve_icon_path("sub/l.png", base), "sub/l.png");
   for (const char* folder : {"/assets/icons", "/static/icons", "/icons", ""}) {
     client.directory.write("b" + std::string(folder) + "/l.png", "");
-    EXPECT_EQ(resolve_icon_path("l.png", base), base + folder + "/l.png");
+    EXPECT_EQ(resolve_icon_path("l.png", base), native_path(base + folder + "/l.png"));
   }
   EXPECT_EQ(resolve_icon_path("l.png", {}), "l.png");
 }

@@ -62,11 +62,7 @@ TEST_F(Reader, SeesEveryChange) {
       {"new", [&] { write("a.json", state(1)); }},
       {"in place", [&] { write("a.json", state(2)); }},
       {"in place, time set back",
-       [&] {
-         const auto time = fs::last_write_time(path("a.json"));
-         write("a.json", state(3));
-         fs::last_write_time(path("a.json"), time);
-       }},
+       [&] { change_unseen(path("a.json"), [&] { write("a.json", state(3)); }); }},
       {"replaced by one of the same times",
        [&] {
          platform::write_file(other, state(4));
@@ -76,20 +72,15 @@ TEST_F(Reader, SeesEveryChange) {
       {"through a link",
        [&] {
          platform::write_file(other, state(5));
-         std::error_code refused;  // where there are no links
-         fs::create_symlink("other", path("link.json"), refused);
+         make_link("other", path("link.json"));
        }},
       {"behind the link", [&] { platform::write_file(other, state(6)); }},
       {"through a link that leads away",
-       [&] { fs::create_symlink(elsewhere.path("a.json"), path("far.json")); }},
+       [&] { make_link(elsewhere.path("a.json"), path("far.json")); }},
       {"at the far end", [&] { elsewhere.write("a.json", state(9)); }},
       {"no more at the far end", [&] { fs::remove(elsewhere.path("a.json")); }},
       {"new, the directory's time set back",
-       [&] {
-         const auto time = fs::last_write_time(directory.path());
-         write("new.json", state(10));
-         fs::last_write_time(directory.path(), time);
-       }},
+       [&] { change_unseen(directory.path(), [&] { write("new.json", state(10)); }); }},
       {"another directory of the same names",
        [&] {
          fs::rename(directory.path(), elsewhere.path("old"));

@@ -1,6 +1,6 @@
 #include "utility_manager/platform/line_writer.h"
 
-#include <latch>
+#include <future>
 #include <map>
 #include <string>
 #include <thread>
@@ -24,13 +24,15 @@ TEST(LineWriter, LinesOfSeveralThreadsStayWhole) {
     const StandardStream output(1, pipe.write_end);
     output.refuse_to_wait();  // a full pipe must not lose a line
     std::vector<std::thread> writers;
-    std::latch all_started(static_cast<std::ptrdiff_t>(lines.size()));
+    std::promise<void> all_started;
+    const std::shared_future<void> go = all_started.get_future().share();
     for (const auto& [length, letter] : lines) {
       writers.emplace_back([&, line = std::string(length, letter) + "\n"] {
-        all_started.arrive_and_wait();
+        go.wait();
         for (int i = 0; i < rounds / 4; ++i) write_lines(line + line + line + line);
       });
     }
+    all_started.set_value();
     Stream input(std::move(pipe.read_end));
     std::vector<char> block(1 << 16);
     std::string line;

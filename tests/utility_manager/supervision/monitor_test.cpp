@@ -1,6 +1,6 @@
 #include <atomic>
 #include <chrono>
-#include <latch>
+#include <future>
 
 #include "tests/utility_manager/manager_fixture.h"
 #include "utility_manager/platform/files.h"
@@ -81,20 +81,20 @@ TEST_F(Monitor, OutlivesAPassThatFails) {
 }
 
 TEST_F(Monitor, IsGivenUpByACleanupThatFindsItAtWork) {
-  std::latch asked(1);
-  std::latch answered(1);
+  std::promise<void> asked;
+  std::promise<void> answered;
   std::atomic<bool> was_asked = false;
   start("notes", "0");
   system.await_monitor();
   children[0]->on_poll = [&]() -> std::optional<int> {
     if (was_asked.exchange(true)) return 0;
-    asked.count_down();
-    answered.wait();
+    asked.set_value();
+    answered.get_future().wait();
     return std::nullopt;
   };
   const auto first = manager->monitor_thread();
   system.wake_monitor();
-  asked.wait();
+  asked.get_future().wait();
   const auto begin = std::chrono::steady_clock::now();
   manager->cleanup_all_servers();
   EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::seconds(2));
@@ -102,7 +102,7 @@ TEST_F(Monitor, IsGivenUpByACleanupThatFindsItAtWork) {
   start("notes", "unwatched");
   EXPECT_EQ(manager->monitor_thread(), first);
   EXPECT_FALSE(manager->running());
-  answered.count_down();
+  answered.set_value();
   first->join(60);
   EXPECT_FALSE(first->is_alive());
 }

@@ -21,11 +21,10 @@ using values::Mapping;
 using values::read_json;
 using values::Value;
 
-/// The real system, with a look at its probes and a hand on its sleeps.
+/// The real system, with a look at its probes.
 class ProbedSystem : public platform::System {
  public:
   std::function<void(std::int64_t pid)> on_probe;  ///< before it is answered
-  std::function<void()> on_sleep;                  ///< in place of it
   mutable std::atomic<int> probes = 0;
 
   bool can_signal(std::int64_t pid) const override {
@@ -33,8 +32,6 @@ class ProbedSystem : public platform::System {
     if (on_probe) on_probe(pid);
     return System::can_signal(pid);
   }
-
-  void sleep(double seconds) const override { on_sleep ? on_sleep() : System::sleep(seconds); }
 
  private:
   platform::BindSystem binding_{*this};

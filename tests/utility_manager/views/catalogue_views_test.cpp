@@ -72,9 +72,7 @@ TEST_F(CatalogueViews, AddTheRunningStateToACopy) {
                  R"("url":"http://127.0.0.1:7000/group_utility/ x /g",)"
                  R"("full_url":"http://127.0.0.1:7000/group_utility/ x /g/app",)"
                  R"("group_name":" x ","icon":"data:image/png;base64,MQ=="}])"));
-  const auto time = std::filesystem::last_write_time(icon);
-  client.directory.write("plugins/p/i.png", "not read");
-  std::filesystem::last_write_time(icon, time);
+  change_unseen(icon, [&] { client.directory.write("plugins/p/i.png", "not read"); });
   EXPECT_EQ(json_of(manager->get_utilities_with_group_name("x")),
             json("[" + fields + R"("is_running":false,"icon":"data:image/png;base64,MQ=="}])"));
   EXPECT_EQ(manager->catalogue().find("g")->fields, before);

@@ -143,7 +143,8 @@ TEST_F(RunningLists, WaitForAStopWhileTheCatalogueDoesNot) {
   adopt("a", 8001, R"({"utility_name": "plain"})");
   std::promise<void> stopping;
   std::promise<void> go_on;
-  system.on_sleep = [&] {
+  system.on_probe = [&, asked = std::make_shared<std::atomic<bool>>(false)](std::int64_t) {
+    if (asked->exchange(true)) return;
     stopping.set_value();
     go_on.get_future().wait();
     processes.at("a").end();

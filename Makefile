@@ -5,7 +5,7 @@ NEEDS = build
 STUDIO ?= PYTHONPATH=build/python:studio /usr/bin/python3 -m velmora_studio
 
 .DEFAULT_GOAL := build
-.PHONY: run console test build bench deb format lint sanitize clean
+.PHONY: run console test test-windows build bench deb format lint sanitize clean
 
 # Builds everything and runs the small Studio, with STUDIO_OPTIONS such as --no-token.
 run: NEEDS = run
@@ -19,6 +19,10 @@ console: build
 # Builds and runs all tests.
 test:
 	tools/test
+
+# The C++ tests on Windows, as Wine plays it.
+test-windows:
+	tools/test-windows
 
 # Leaves the importable module in build/python; INSPECTION=psutil or none: in build/python-<it>.
 build:

@@ -50,6 +50,9 @@ set_target_properties(core PROPERTIES OUTPUT_NAME utility_manager)
 install(TARGETS utility-manager)
 set(package_directory ${CMAKE_INSTALL_LIBDIR}/cmake/utility_manager)
 install(TARGETS core EXPORT utility_manager FILE_SET HEADERS)
+if(WIN32)
+  install(TARGETS utf8proc EXPORT utility_manager)
+endif()
 install(EXPORT utility_manager NAMESPACE utility_manager:: FILE utility_manager-targets.cmake
         DESTINATION ${package_directory})
 
@@ -57,9 +60,13 @@ configure_package_config_file(cmake/utility_manager-config.cmake.in utility_mana
                               INSTALL_DESTINATION ${package_directory})
 write_basic_package_version_file(utility_manager-config-version.cmake
                                  COMPATIBILITY SameMajorVersion)
-file(RELATIVE_PATH path_to_prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
-configure_file(cmake/utility_manager.pc.in utility_manager.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/utility_manager-config.cmake
               ${PROJECT_BINARY_DIR}/utility_manager-config-version.cmake
         DESTINATION ${package_directory})
+
+if(WIN32)
+  return()
+endif()
+file(RELATIVE_PATH path_to_prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+configure_file(cmake/utility_manager.pc.in utility_manager.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/utility_manager.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

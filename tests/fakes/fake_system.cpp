@@ -14,9 +14,6 @@ namespace limits = utility_manager::limits;
 
 constexpr double patience = 60;  ///< seconds to wait for what comes at once
 
-/// The child that this thread watches, if it is to die.
-thread_local std::weak_ptr<platform::ProcessHandle> dying_child;
-
 bool is_to_die(const std::vector<std::string>& arguments) {
   return std::any_of(arguments.begin(), arguments.end(), [](const std::string& text) {
     return std::filesystem::path(text).filename().string().starts_with("dying");
@@ -31,7 +28,11 @@ double FakeSystem::wall_clock() const {
 }
 
 void FakeSystem::sleep(double seconds) const {
-  const auto child = dying_child.lock();
+  std::shared_ptr<platform::ProcessHandle> child;
+  {
+    const std::lock_guard held(mutex_);
+    child = dying_children_[std::this_thread::get_id()].lock();
+  }
   if (seconds == limits::start_watch && child) child->wait(patience);
   {
     const std::lock_guard held(mutex_);
@@ -84,8 +85,10 @@ std::shared_ptr<platform::ProcessHandle> FakeSystem::spawn(
     spawn_flags.push_back(flags);
   }
   auto child = on_spawn ? on_spawn() : System::spawn(arguments, flags);
-  dying_child.reset();
-  if (is_to_die(arguments)) dying_child = child;
+  const std::lock_guard held(mutex_);
+  auto& dying = dying_children_[std::this_thread::get_id()];
+  dying.reset();
+  if (is_to_die(arguments)) dying = child;
   return child;
 }
 

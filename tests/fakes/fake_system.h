@@ -8,6 +8,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -69,6 +70,8 @@ class FakeSystem : public platform::System {
   mutable std::mutex mutex_;
   mutable std::condition_variable changed_;
   mutable double clock_ = System::wall_clock();
+  /// What each thread watches and is to die. Not `thread_local`: MinGW destroys that too late.
+  mutable std::map<std::thread::id, std::weak_ptr<platform::ProcessHandle>> dying_children_;
   mutable platform::Wakeup* sleeping_monitor_ = nullptr;  ///< null while it's awake
   bool monitor_stays_awake_ = false;
   platform::BindSystem binding_{*this};

@@ -68,7 +68,11 @@ bool has_process_table() {
 }
 
 std::vector<ProcessRow> process_rows() {
-  const Handle table = owned(::CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
+  Handle table;
+  // The system may fail to copy its table while that changes.
+  for (int attempts = 10; attempts > 0 && !table; --attempts) {
+    table = owned(::CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
+  }
   if (!table) throw SystemError(last_error());
   std::vector<ProcessRow> rows;
   PROCESSENTRY32W entry{};

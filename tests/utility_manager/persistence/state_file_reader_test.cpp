@@ -32,7 +32,8 @@ class Reader : public testing::Test {
   static std::map<std::string, std::int64_t> ports(StateFileReader& reader,
                                                    const std::string& directory) {
     std::map<std::string, std::int64_t> found;
-    for (const auto& each : *reader.read(directory)) {
+    const auto entries = reader.read(directory);
+    for (const auto& each : *entries) {
       if (each.file) found[each.name] = each.file->port;
     }
     return found;
@@ -111,7 +112,8 @@ TEST_F(Reader, SeesEveryChange) {
 
 TEST_F(Reader, ReadsWhatIsSettledOnce) {
   const auto read = [&] {
-    for (const auto& each : *reader.read(directory.path())) {
+    const auto entries = reader.read(directory.path());
+    for (const auto& each : *entries) {
       if (each.name == "a.json") return each.file;
     }
     return std::shared_ptr<const StateFile>();

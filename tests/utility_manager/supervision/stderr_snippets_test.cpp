@@ -1,4 +1,5 @@
 #include <cmath>
+#include <thread>
 
 #include "tests/fakes/pipe_stream.h"
 #include "tests/utility_manager/manager_fixture.h"
@@ -28,9 +29,12 @@ class StderrSnippets : public FakeProcessTest {
     server_id = start_id("notes");
   }
 
+  /// Waits until the last line of it has come.
   void write_line(const std::string& text) {
     source.write(text + "\n");
-    record(server_id)->stderr_buffer->wait_for_lines(60, 0);
+    const auto last = text.substr(text.rfind('\n') + 1);
+    const auto buffer = record(server_id)->stderr_buffer;
+    while (!buffer->tail(last.size()).ends_with(last)) std::this_thread::yield();
   }
 
   std::string snippet(std::int64_t max_chars = 800) {

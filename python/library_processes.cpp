@@ -79,6 +79,7 @@ class LibraryProcess : public Process {
   }
 
   void kill() const override {
+    if (!reference_.exists()) throw platform::NoSuchProcess();
     with_gil([this] { method("kill"); });
   }
 
